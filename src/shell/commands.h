@@ -1,0 +1,34 @@
+#pragma once
+
+// Command identifiers: what a menu item, toolbar button or key asks the
+// controller to do. Identifiers 20001 to 20999 choose a take.
+enum TDCommand : int {
+  CM_NONE = 0,
+
+  // Track commands act on the current track.
+  CM_TRACK_ADD = 1001,
+  CM_TRACK_INSERT,
+  CM_TRACK_DELETE,
+  CM_TRACK_MOVE_UP,
+  CM_TRACK_MOVE_DOWN,
+  CM_TRACK_PICK_COLOR,
+  CM_TRACK_MUTE_TOGGLE,
+  CM_TRACK_SOLO_TOGGLE,
+  CM_TRACK_RECORD_TOGGLE,
+  CM_TRACK_MONITOR_TOGGLE,
+  CM_TRACK_COLLAPSE,
+  CM_TRACK_EXPAND,
+  CM_TRACK_COLLAPSE_ALL,
+  CM_TRACK_EXPAND_ALL,
+  CM_TRACK_COLLAPSE_SELECTED,
+  CM_TRACK_EXPAND_SELECTED,
+  CM_TRACK_SELECT_FIRST,
+  CM_TRACK_SELECT_LAST,
+  CM_SELECT_NEXT_TRACK,
+  CM_SELECT_PREV_TRACK,
+
+  CM_CANCEL = 1901,
+
+  CM_TAKE_FIRST = 20001,
+  CM_TAKE_LAST = 20999,
+};

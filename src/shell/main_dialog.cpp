@@ -1,0 +1,495 @@
+#include "shell/main_dialog.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "foundation/log.h"
+#include "project/project_paths.h"
+#include "shell/app_paths.h"
+#include "shell/commands.h"
+#include "shell/user_settings.h"
+
+namespace {
+
+constexpr char kDefaultProjectName[] = "Default Project";
+constexpr char kProjectExtension[] = ".tdpj";
+constexpr char kRecoveryFileName[] = "Recover.tdpj-recover";
+constexpr char kSoundCloudReturn[] = "orvane.tandrel://authsoundcloud";
+
+constexpr int kMinTrackDB = -48;
+constexpr int kMaxTrackDB = 12;
+
+bool EndsWith(const std::string& s, const std::string& tail) {
+  return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+bool FileExists(const std::string& path) {
+  struct stat st{};
+  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+std::string JoinArguments(const std::vector<std::string>& argv) {
+  std::string all;
+  for (std::size_t i = 1; i < argv.size(); ++i) {
+    if (i > 1) all += ' ';
+    all += '"' + argv[i] + '"';
+  }
+  return all;
+}
+
+}  // namespace
+
+MainDialog::MainDialog(TDMainWindowView& view, TDMainLoop& loop, TDEngineState& engine)
+    : View(view), Loop(loop), Engine(engine) {
+  Project.pNotify = this;
+  Project.bLoopPlay = LUserSettingGet("Settings", "bLoopPlay", true);
+  Project.bLoopRecord = LUserSettingGet("Settings", "bLoopRecord", true);
+  Project.Tracks.SetNewTrackDefaultsProvider([] {
+    TDTrackDefaults d;
+    d.iInputChannelsSetting = LUserSettingGet("Settings", "TrackInputChannels0", 1);
+    return d;
+  });
+}
+
+MainDialog::~MainDialog() {
+  Loop.KillTimer(TIMER_HIDE_HINT);
+  Loop.KillTimer(TIMER_VOLUME_UNDO);
+  Loop.KillTimer(TIMER_PAN_UNDO);
+  Project.pNotify = nullptr;
+}
+
+std::string MainDialog::DefaultProjectPath() {
+  return LAppPaths::TemporaryFolder() + "/" + kDefaultProjectName + kProjectExtension;
+}
+
+void MainDialog::InitDialog() {
+  // Crash recovery and the last project arrive with the project file; until
+  // then every start opens a fresh default project.
+  ProjectDefault();
+  Loop.SetTimer(TIMER_NAVIGATOR, 0);
+  bInitDone = true;
+}
+
+void MainDialog::ProjectDefault() {
+  Project.ResetEditRegion();
+  Project.Close();
+  for (int i = 0; i < kDefaultTrackCount; ++i) Project.Tracks.AddTrack();
+  Project.Tracks.SetCurrentTrackIndex(0);
+  SetProjectClean();
+
+  Project.szFilePath = DefaultProjectPath();
+  Project.SetEnd(TDProject::kMinimumEnd);
+
+  std::string dataFolder;
+  TDProjectFileAndDataFolderManager::GetProjectFolderPathFromProjectFile(Project.szFilePath, dataFolder);
+  Project.szDataFolderPath = dataFolder;
+  // A recovery file left beside the default project belongs to nobody.
+  ::unlink((dataFolder + "/" + kRecoveryFileName).c_str());
+  if (!LAppPaths::MakeFolders(dataFolder, 0777))
+    LLog("cannot create the default project's data folder %s", dataFolder.c_str());
+
+  View.SetCaption(std::string(kDefaultProjectName) + " - Tandrel");
+  View.UIProjectStateApply();
+  HistoryAddState("Default Empty Project");
+}
+
+// ---------------------------------------------------------------------------
+// The road of a command
+
+bool MainDialog::Command(int id, int notifyCode) {
+  (void)notifyCode;
+  View.HideTip();
+  const int track = CurrentTrack();
+  switch (id) {
+    case CM_TRACK_ADD: CmTrackAdd(); return true;
+    case CM_TRACK_INSERT: CmTrackInsert(); return true;
+    case CM_TRACK_DELETE: CmTrackDelete(); return true;
+    case CM_TRACK_MOVE_UP: CmTrackMoveUp(); return true;
+    case CM_TRACK_MOVE_DOWN: CmTrackMoveDown(); return true;
+    case CM_TRACK_PICK_COLOR: CmTrackPickColor(track); return true;
+    case CM_TRACK_MUTE_TOGGLE: CmTrackMuteToggle(track); return true;
+    case CM_TRACK_SOLO_TOGGLE: CmTrackSoloToggle(track); return true;
+    case CM_TRACK_RECORD_TOGGLE: CmTrackRecordToggle(track); return true;
+    case CM_TRACK_MONITOR_TOGGLE: CmTrackMonitorToggle(track); return true;
+    case CM_TRACK_COLLAPSE: CmTrackCollapse(track); return true;
+    case CM_TRACK_EXPAND: CmTrackExpand(track); return true;
+    case CM_TRACK_COLLAPSE_ALL: CmTrackCollapseAll(); return true;
+    case CM_TRACK_EXPAND_ALL: CmTrackExpandAll(); return true;
+    case CM_TRACK_COLLAPSE_SELECTED: CmTrackCollapseSelected(); return true;
+    case CM_TRACK_EXPAND_SELECTED: CmTrackExpandSelected(); return true;
+    case CM_TRACK_SELECT_FIRST: CmTrackSelectFirst(); return true;
+    case CM_TRACK_SELECT_LAST: CmTrackSelectLast(); return true;
+    case CM_SELECT_NEXT_TRACK: CmSelectNextTrack(); return true;
+    case CM_SELECT_PREV_TRACK: CmSelectPrevTrack(); return true;
+    default: return false;
+  }
+}
+
+void MainDialog::OnTimer(int id) {
+  switch (id) {
+    case TIMER_HIDE_HINT: View.HideTip(); break;
+    case TIMER_VOLUME_UNDO: SetUndoPoint("Volume Change"); break;
+    case TIMER_PAN_UNDO: SetUndoPoint("Pan Change"); break;
+    default: break;
+  }
+}
+
+void MainDialog::SetProjectDirty() { bDirty = true; }
+
+void MainDialog::SetProjectClean() { bDirty = false; }
+
+void MainDialog::HistoryAddState(const std::string& name) { szUndoPointName = name; }
+
+void MainDialog::SetUndoPoint(const std::string& name) {
+  SetProjectDirty();
+  HistoryAddState(name);
+}
+
+void MainDialog::RestartIfPlaying() {
+  if (Engine.IsPlaying()) Engine.Restart();
+}
+
+int MainDialog::CurrentTrack() const { return Project.Tracks.GetCurrentTrackIndex(); }
+
+void MainDialog::TrackEdited(int track, const std::string& undoName) {
+  RestartIfPlaying();
+  View.UITrackChangeApply(track);
+  SetUndoPoint(undoName);
+}
+
+// ---------------------------------------------------------------------------
+// Arguments
+
+void MainDialog::EvRunArguments(const std::vector<std::string>& argv) {
+  LLog("arguments: %s", JoinArguments(argv).c_str());
+  if (argv.size() == 2) {
+    const std::string& arg = argv[1];
+    if (arg.substr(0, arg.find('?')) == kSoundCloudReturn) {
+      // The browser returns from the SoundCloud sign-in with the token behind it.
+      std::size_t at = arg.find("access_token=");
+      if (at != std::string::npos) {
+        at += sizeof("access_token=") - 1;
+        std::size_t end = arg.find('&', at);
+        LUserSettingSetString("SoundCloud", "Token", arg.substr(at, end == std::string::npos ? end : end - at).c_str());
+      }
+      return;
+    }
+  }
+  if (!bInitDone || argv.size() < 2) return;
+
+  for (std::size_t i = 1; i < argv.size(); ++i) {
+    const std::string& arg = argv[i];
+    if (i == 1 && arg == "-refreshfiles" && argv.size() > 2) return;
+    if (arg == "-block" || arg.rfind("-psn_", 0) == 0) continue;
+    if (arg == "-install") {
+      // The demonstration clips come with the installed data and clip loading.
+      LLog("no demonstration clips to load");
+      continue;
+    }
+    if (EndsWith(arg, kProjectExtension)) {
+      if (ProjectLoad(arg)) {
+        HistoryAddState("Open project");
+        SetProjectClean();
+      }
+      continue;
+    }
+    if (!AddClip(arg)) return;
+  }
+}
+
+bool MainDialog::ProjectLoad(const std::string& path) {
+  if (!FileExists(path)) {
+    View.Alert("The project file \" " + path + " \" does not exist, please load another project.",
+               "Project Load Error");
+    return false;
+  }
+  View.Alert("Tandrel can't open the project \" " + path + " \": this version does not read project files yet.",
+             "Project Load Error");
+  return false;
+}
+
+bool MainDialog::AddClip(const std::string& path) {
+  if (Project.Tracks.GetTrackCount() == 0) {
+    View.Alert("The current project has no tracks. Please add a track before adding a clip.", "Could not add clip");
+    return false;
+  }
+  View.Alert("Tandrel can't open \"" + path + "\": this version does not load audio files yet.",
+             "Could not add clip");
+  return false;
+}
+
+// ---------------------------------------------------------------------------
+// Closing
+
+bool MainDialog::CmCancel() {
+  Engine.Stop();
+  Engine.StopRecord();
+  Loop.KillTimer(TIMER_VOLUME_UNDO);
+  Loop.KillTimer(TIMER_PAN_UNDO);
+  LUserSettingSet("Settings", "bLoopPlay", Project.bLoopPlay);
+  LUserSettingSet("Settings", "bLoopRecord", Project.bLoopRecord);
+  return true;
+}
+
+// ---------------------------------------------------------------------------
+// Tracks
+
+void MainDialog::CmTrackAdd() {
+  if (Engine.IsRecording()) {
+    View.Alert("Tandrel can't add a track when it is recording. Please stop recording, then try adding the track.", "");
+    return;
+  }
+  if (Project.Tracks.GetTrackCount() >= kMaxTracks) {
+    View.Alert("Only 250 tracks supported.", "Warning");
+    return;
+  }
+  TDTrack* t = Project.Tracks.AddTrack();
+  Project.Tracks.SetCurrentTrackIndex(t->iIndex);
+  RestartIfPlaying();
+  View.UITrackAddApply(t->iIndex);
+  SetUndoPoint("Add Track");
+}
+
+void MainDialog::CmTrackInsert() {
+  if (Engine.IsPlaying() || Engine.IsRecording()) {
+    View.Alert(
+        "Tandrel can't insert a track when it is playing or recording. Please stop playing or recording, then try "
+        "inserting the track.",
+        "");
+    return;
+  }
+  if (Project.Tracks.GetTrackCount() >= kMaxTracks) {
+    View.Alert("Only 250 tracks supported.", "Warning");
+    return;
+  }
+  // The new track goes right below the current one and becomes current.
+  const int after = Project.Tracks.GetTrackCount() == 0 ? -1 : CurrentTrack();
+  TDTrack* t = Project.AddTrackAfter(after);
+  if (!t) return;
+  Project.Tracks.SetCurrentTrackIndex(t->iIndex);
+  View.UITrackAddApply(t->iIndex);
+  SetUndoPoint("Insert Track");
+}
+
+void MainDialog::CmTrackDelete() {
+  const int track = CurrentTrack();
+  if (Project.Tracks.GetTrackCount() == 1) {
+    View.InfoBar("At least one track is needed.");
+    return;
+  }
+  if (Engine.IsPlaying() || Engine.IsRecording() || Engine.IsScrubbing()) {
+    View.Alert(
+        "Tandrel can't delete a track when it is playing, recording or scrubbing. Please stop and then try deleting "
+        "the track again.",
+        "");
+    return;
+  }
+  if (!Project.Tracks.IsTrackValid(track)) return;
+  if (Project.Clips.HasLockedClipOnTrack(track)) {
+    View.Alert("Some clips were locked in this track, please unlock them first.", "Delete Error");
+    return;
+  }
+  if (LUserSettingGet("Settings", "bWarnTrackDelete", true)) {
+    bool dontAsk = false;
+    int answer = View.Ask("Are you sure you want to delete this track from the project?", "Confirm Delete",
+                          {"Yes", "No"}, "Please do not show this message in future", &dontAsk);
+    if (answer != 0) return;
+    if (dontAsk) LUserSettingSet("Settings", "bWarnTrackDelete", false);
+  }
+  Project.DeleteTrack(track);
+  View.UITrackDeleteApply(track);
+  SetUndoPoint("Delete Track");
+}
+
+void MainDialog::CmTrackMoveUp() {
+  if (Engine.IsPlaying() || Engine.IsRecording()) return;
+  const int track = CurrentTrack();
+  if (track < 1 || !Project.ExchangeTracks(track, track - 1)) return;
+  Project.Tracks.SetCurrentTrackIndex(track - 1);
+  View.UITrackChangeApply(track);
+  View.UITrackChangeApply(track - 1);
+  SetUndoPoint("Move Track Up");
+}
+
+void MainDialog::CmTrackMoveDown() {
+  if (Engine.IsPlaying() || Engine.IsRecording()) return;
+  const int track = CurrentTrack();
+  if (!Project.ExchangeTracks(track, track + 1)) return;
+  Project.Tracks.SetCurrentTrackIndex(track + 1);
+  View.UITrackChangeApply(track);
+  View.UITrackChangeApply(track + 1);
+  SetUndoPoint("Move Track Down");
+}
+
+void MainDialog::CmTrackRename(int track, const std::string& name) {
+  TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t) return;
+  // An emptied name field means the user changed their mind, not "no name".
+  if (name.empty() || name == t->GetName()) {
+    View.UITrackChangeApply(track);
+    return;
+  }
+  t->SetName(name);
+  View.UITrackChangeApply(track);
+  SetUndoPoint("Rename Track");
+}
+
+void MainDialog::CmTrackPickColor(int track) {
+  TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t) return;
+  unsigned short r = t->Colour.uRed, g = t->Colour.uGreen, b = t->Colour.uBlue;
+  if (!View.PickColor(r, g, b)) return;
+  if (r == t->Colour.uRed && g == t->Colour.uGreen && b == t->Colour.uBlue) return;
+  t->Colour = TDRGB16{r, g, b};
+  View.UITrackChangeApply(track);
+  SetUndoPoint("Track Color");
+}
+
+void MainDialog::CmTrackSetMute(int track, bool on) {
+  const TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t || t->bMute == on) return;
+  Project.Tracks.SetTrackMute(track, on);
+  RestartIfPlaying();
+  // Mute drops a solo, which changes what every other track hears.
+  for (int i = 0; i < Project.Tracks.GetTrackCount(); ++i) View.UITrackChangeApply(i);
+  SetUndoPoint(on ? "Mute Track" : "Unmute Track");
+}
+
+void MainDialog::CmTrackSetSolo(int track, bool on) {
+  const TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t || t->bSolo == on) return;
+  Project.Tracks.SetTrackSolo(track, on);
+  RestartIfPlaying();
+  for (int i = 0; i < Project.Tracks.GetTrackCount(); ++i) View.UITrackChangeApply(i);
+  SetUndoPoint(on ? "Solo Track" : "Unsolo Track");
+}
+
+void MainDialog::CmTrackMuteToggle(int track) {
+  if (const TDTrack* t = Project.Tracks.GetTrack(track)) CmTrackSetMute(track, !t->bMute);
+}
+
+void MainDialog::CmTrackSoloToggle(int track) {
+  if (const TDTrack* t = Project.Tracks.GetTrack(track)) CmTrackSetSolo(track, !t->bSolo);
+}
+
+void MainDialog::CmTrackRecordToggle(int track) {
+  TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t) return;
+  if (Engine.IsRecording()) {
+    View.Alert(
+        "You cannot change the record mode of a track while Tandrel is recording.\nPlease stop the recording first.",
+        "");
+    View.UITrackChangeApply(track);
+    return;
+  }
+  // Standby of the input devices joins here once recording exists.
+  t->ToggleRecordMode();
+  View.UITrackChangeApply(track);
+  if (t->IsRecordMode()) {
+    SetUndoPoint("Track recording armed");
+    View.ShowTip("Click the record button to start recording.", track, kHintMs);
+    Loop.SetTimer(TIMER_HIDE_HINT, kHintMs);
+  } else {
+    SetUndoPoint("Track recording disarmed");
+  }
+}
+
+void MainDialog::CmTrackMonitorToggle(int track) {
+  TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t) return;
+  if (Engine.IsRecording()) {
+    View.Alert(
+        "You can't change the monitoring state of a track if recording is in progress. Please stop recording first, "
+        "then click the monitor button.",
+        "");
+    return;
+  }
+  if (!t->bMonitor) {
+    for (int i = 0; i < Project.Tracks.GetTrackCount(); ++i) {
+      const TDTrack* other = Project.Tracks.GetTrack(i);
+      if (i != track && other && other->bMonitor) {
+        View.Alert(
+            "You can only monitor one track at a time. Please turn off monitoring on other tracks first.",
+            "Monitoring Not Available");
+        return;
+      }
+    }
+  }
+  const bool wasPlaying = Engine.IsPlaying();
+  if (wasPlaying) Engine.Stop();
+  t->bMonitor = !t->bMonitor;
+  // Monitoring routes the input into the mix; playback picks it up when it
+  // starts again.
+  if (wasPlaying) Engine.Restart();
+  View.UITrackChangeApply(track);
+  SetProjectDirty();
+}
+
+void MainDialog::CmTrackSetVolume(int track, int dB) {
+  const TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t) return;
+  dB = std::clamp(dB, kMinTrackDB, kMaxTrackDB);
+  if (t->PannedVolume.fCentre == static_cast<float>(dB)) return;
+  Project.Tracks.SetTrackVolume(track, static_cast<float>(dB));
+  RestartIfPlaying();
+  View.UITrackChangeApply(track);
+  // A moving fader makes one undo step, set a moment after it stops.
+  SetProjectDirty();
+  Loop.SetTimer(TIMER_VOLUME_UNDO, kFaderUndoDelayMs);
+}
+
+void MainDialog::CmTrackSetPan(int track, int position) {
+  const TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t) return;
+  position = std::clamp(position, 0, 100);
+  const double pan = position < 50 ? (50 - position) * 0.02 : position > 50 ? (position - 50) * -0.02 : 0.0;
+  if (t->PannedVolume.dPan == pan) return;
+  Project.Tracks.SetTrackPan(track, pan);
+  RestartIfPlaying();
+  View.UITrackChangeApply(track);
+  SetProjectDirty();
+  Loop.SetTimer(TIMER_PAN_UNDO, kFaderUndoDelayMs);
+}
+
+void MainDialog::prntfTrackVolumeChanged(int track) { View.UITrackChangeApply(track); }
+
+void MainDialog::SetCollapsed(int track, bool collapsed) {
+  TDTrack* t = Project.Tracks.GetTrack(track);
+  if (!t || t->bCollapsed == collapsed) return;
+  // How a track is drawn is saved with the project but is no edit of the
+  // sound, so it dirties the project without an undo step.
+  t->bCollapsed = collapsed;
+  View.UITrackChangeApply(track);
+  SetProjectDirty();
+}
+
+void MainDialog::CmTrackCollapse(int track) { SetCollapsed(track, true); }
+void MainDialog::CmTrackExpand(int track) { SetCollapsed(track, false); }
+
+void MainDialog::CmTrackCollapseAll() {
+  for (int i = 0; i < Project.Tracks.GetTrackCount(); ++i) SetCollapsed(i, true);
+}
+
+void MainDialog::CmTrackExpandAll() {
+  for (int i = 0; i < Project.Tracks.GetTrackCount(); ++i) SetCollapsed(i, false);
+}
+
+// The selection of tracks is the current track until the timeline brings
+// multi-track selection.
+void MainDialog::CmTrackCollapseSelected() { SetCollapsed(CurrentTrack(), true); }
+void MainDialog::CmTrackExpandSelected() { SetCollapsed(CurrentTrack(), false); }
+
+void MainDialog::CmTrackSelect(int track) {
+  const int before = CurrentTrack();
+  if (!Project.Tracks.IsTrackValid(track) || track == before) return;
+  Project.Tracks.SetCurrentTrackIndex(track);
+  View.UITrackChangeApply(before);
+  View.UITrackChangeApply(track);
+}
+
+void MainDialog::CmTrackSelectFirst() { CmTrackSelect(0); }
+void MainDialog::CmTrackSelectLast() { CmTrackSelect(Project.Tracks.GetTrackCount() - 1); }
+void MainDialog::CmSelectNextTrack() { CmTrackSelect(CurrentTrack() + 1); }
+void MainDialog::CmSelectPrevTrack() { CmTrackSelect(CurrentTrack() - 1); }

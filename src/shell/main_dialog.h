@@ -1,0 +1,122 @@
+#pragma once
+#include <string>
+#include <vector>
+
+#include "project/project.h"
+#include "shell/engine_state.h"
+#include "shell/main_window_view.h"
+
+// The one place where a user command is decided. Every menu item, button, key
+// and drop ends here: the controller tests the command's guards, changes the
+// model, restarts the engine if it plays, refreshes the windows and marks an
+// undo point. It owns the project for the life of the process and reaches the
+// windows, the main loop and the engine only through their interfaces, so all
+// of it runs (and is tested) without a display.
+class MainDialog : public TDProjectNotify {
+ public:
+  // Timers of the controller, by their keys.
+  enum Timer : int {
+    TIMER_NAVIGATOR = 2,
+    TIMER_HIDE_HINT = 10,
+    TIMER_VOLUME_UNDO = 17,
+    TIMER_PAN_UNDO = 18,
+  };
+
+  static constexpr int kMaxTracks = 250;
+  static constexpr int kDefaultTrackCount = 12;
+  static constexpr unsigned kHintMs = 5000;
+  static constexpr unsigned kFaderUndoDelayMs = 1000;
+
+  MainDialog(TDMainWindowView& view, TDMainLoop& loop, TDEngineState& engine);
+  ~MainDialog() override;
+  MainDialog(const MainDialog&) = delete;
+  MainDialog& operator=(const MainDialog&) = delete;
+
+  // Runs once the window exists: sets up and opens the default project.
+  void InitDialog();
+  bool IsInitialised() const { return bInitDone; }
+
+  // The road of every command from a menu, button or key. False when the
+  // identifier is not a command of the controller.
+  bool Command(int id, int notifyCode = 0);
+  void OnTimer(int id);
+
+  // Arguments of this start or handed over by a later one, program name first.
+  void EvRunArguments(const std::vector<std::string>& argv);
+
+  // The main window is closing; false keeps it open.
+  bool CmCancel();
+
+  void ProjectDefault();
+
+  // Track commands. Those without a track act on the current one.
+  void CmTrackAdd();
+  void CmTrackInsert();
+  void CmTrackDelete();
+  void CmTrackMoveUp();
+  void CmTrackMoveDown();
+  void CmTrackRename(int track, const std::string& name);
+  void CmTrackPickColor(int track);
+  void CmTrackSetMute(int track, bool on);
+  void CmTrackSetSolo(int track, bool on);
+  void CmTrackMuteToggle(int track);
+  void CmTrackSoloToggle(int track);
+  void CmTrackRecordToggle(int track);
+  void CmTrackMonitorToggle(int track);
+  // dB from -48 to +12; the stored value is clamped to that range.
+  void CmTrackSetVolume(int track, int dB);
+  // 0 to 100 with 50 the centre; below 50 leans left.
+  void CmTrackSetPan(int track, int position);
+  void CmTrackCollapse(int track);
+  void CmTrackExpand(int track);
+  void CmTrackCollapseAll();
+  void CmTrackExpandAll();
+  void CmTrackCollapseSelected();
+  void CmTrackExpandSelected();
+  void CmTrackSelect(int track);
+  void CmTrackSelectFirst();
+  void CmTrackSelectLast();
+  void CmSelectNextTrack();
+  void CmSelectPrevTrack();
+
+  // Where a .tdpj argument or an audio file argument goes. Projects and clips
+  // open through the file layers; until those exist these tell the user why
+  // nothing opened and answer false.
+  bool ProjectLoad(const std::string& path);
+  bool AddClip(const std::string& path);
+
+  void SetProjectDirty();
+  void SetProjectClean();
+  bool IsProjectDirty() const { return bDirty; }
+  // Marks the project changed and names the state the change led to.
+  void SetUndoPoint(const std::string& name);
+  // The name of the newest undo state.
+  const std::string& GetUndoPointName() const { return szUndoPointName; }
+
+  TDProject& GetProject() { return Project; }
+  const TDProject& GetProject() const { return Project; }
+
+  // The folder and file of the project a fresh start works in.
+  static std::string DefaultProjectPath();
+
+  // TDProjectNotify
+  void prntfTrackVolumeChanged(int track) override;
+
+ private:
+  // An edit made during playback reaches the ear only through a restart,
+  // since the playing mix is a snapshot of the project.
+  void RestartIfPlaying();
+  void TrackEdited(int track, const std::string& undoName);
+  void SetCollapsed(int track, bool collapsed);
+  void HistoryAddState(const std::string& name);
+  int CurrentTrack() const;
+
+  TDMainWindowView& View;
+  TDMainLoop& Loop;
+  TDEngineState& Engine;
+
+  bool bDirty = false;
+  bool bInitDone = false;
+  TDProject Project;
+  std::string szUndoPointName;
+};

@@ -1,0 +1,82 @@
+#pragma once
+// Scripted stand-ins for the windows, the main loop and the engine, so that
+// the controller's decisions can be checked without a display.
+#include <deque>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "shell/engine_state.h"
+#include "shell/main_window_view.h"
+
+struct FakeView : TDMainWindowView {
+  struct Message {
+    std::string text, caption;
+  };
+  std::vector<Message> alerts;
+  std::vector<Message> questions;
+  std::vector<std::string> infoBar;
+  std::vector<std::string> tips;
+  std::vector<int> changedTracks;
+  int addApplies = 0, deleteApplies = 0, stateApplies = 0, hideTips = 0;
+  std::string caption;
+  // Answers for the next questions, in order: the button index and the check box.
+  std::deque<std::pair<int, bool>> answers;
+  bool colourAnswer = false;
+  unsigned short colour[3] = {0, 0, 0};
+
+  void Alert(const std::string& text, const std::string& cap) override { alerts.push_back({text, cap}); }
+  int Ask(const std::string& text, const std::string& cap, const std::vector<std::string>&, const std::string&,
+          bool* checked) override {
+    questions.push_back({text, cap});
+    if (answers.empty()) return -1;
+    auto [button, check] = answers.front();
+    answers.pop_front();
+    if (checked) *checked = check;
+    return button;
+  }
+  void ShowTip(const std::string& text, int, unsigned) override { tips.push_back(text); }
+  void HideTip() override { ++hideTips; }
+  void InfoBar(const std::string& text) override { infoBar.push_back(text); }
+  bool PickColor(unsigned short& r, unsigned short& g, unsigned short& b) override {
+    if (!colourAnswer) return false;
+    r = colour[0];
+    g = colour[1];
+    b = colour[2];
+    return true;
+  }
+  void SetCaption(const std::string& c) override { caption = c; }
+  void UITrackAddApply(int) override { ++addApplies; }
+  void UITrackDeleteApply(int) override { ++deleteApplies; }
+  void UITrackChangeApply(int track) override { changedTracks.push_back(track); }
+  void UIProjectStateApply() override { ++stateApplies; }
+
+  std::string LastAlert() const { return alerts.empty() ? std::string() : alerts.back().text; }
+};
+
+struct FakeLoop : TDMainLoop {
+  std::map<int, unsigned> armed;
+  std::vector<std::function<void()>> posted;
+  void SetTimer(int id, unsigned ms) override { armed[id] = ms; }
+  void KillTimer(int id) override { armed.erase(id); }
+  void PostToMainThread(std::function<void()> work) override { posted.push_back(std::move(work)); }
+  bool IsArmed(int id) const { return armed.count(id) != 0; }
+};
+
+struct FakeEngine : TDEngineState {
+  bool playing = false, recording = false, scrubbing = false;
+  int stops = 0, stopRecords = 0, restarts = 0;
+  bool IsPlaying() const override { return playing; }
+  bool IsRecording() const override { return recording; }
+  bool IsScrubbing() const override { return scrubbing; }
+  void Stop() override {
+    ++stops;
+    playing = scrubbing = false;
+  }
+  void StopRecord() override {
+    ++stopRecords;
+    recording = false;
+  }
+  void Restart() override { ++restarts; }
+};

@@ -1,0 +1,49 @@
+#pragma once
+#include <functional>
+#include <string>
+#include <vector>
+
+// What the controller needs from the windows. The Qt layer implements it; tests
+// use a scripted fake. Texts arrive finished, in the program's own words.
+class TDMainWindowView {
+ public:
+  virtual ~TDMainWindowView() = default;
+
+  // A modal alert with one "OK" button; an empty caption means the program's name.
+  virtual void Alert(const std::string& text, const std::string& caption) = 0;
+
+  // A modal question. Returns the index of the button pressed, or -1 when the
+  // window was closed without one. With a non-null `checked`, a check box
+  // labelled `checkText` is shown, starting from *checked, and its state is
+  // written back.
+  virtual int Ask(const std::string& text, const std::string& caption, const std::vector<std::string>& buttons,
+                  const std::string& checkText = {}, bool* checked = nullptr) = 0;
+
+  // A short tip near the track's control (-1: the window), gone after `ms`.
+  virtual void ShowTip(const std::string& text, int track, unsigned ms) = 0;
+  virtual void HideTip() = 0;
+  // The thin bar above the tracks with a passing message; empty hides it.
+  virtual void InfoBar(const std::string& text) = 0;
+
+  // Asks for a colour; false when the user cancelled.
+  virtual bool PickColor(unsigned short& red, unsigned short& green, unsigned short& blue) = 0;
+
+  virtual void SetCaption(const std::string& caption) = 0;
+
+  // Refresh calls: the model changed in the way the name says.
+  virtual void UITrackAddApply(int track) = 0;
+  virtual void UITrackDeleteApply(int track) = 0;
+  virtual void UITrackChangeApply(int track) = 0;
+  virtual void UIProjectStateApply() = 0;
+};
+
+// The main thread's event queue and its one-shot timers. Every timer is keyed
+// by a small integer; arming a timer that is armed already restarts it.
+class TDMainLoop {
+ public:
+  virtual ~TDMainLoop() = default;
+  virtual void SetTimer(int id, unsigned ms) = 0;
+  virtual void KillTimer(int id) = 0;
+  // Runs `work` later on the main thread. Safe to call from any thread.
+  virtual void PostToMainThread(std::function<void()> work) = 0;
+};

@@ -1,0 +1,207 @@
+#include "ui/main_window.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QColorDialog>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QStatusBar>
+#include <QToolTip>
+#include <QVBoxLayout>
+
+#include "shell/commands.h"
+#include "shell/main_dialog.h"
+#include "ui/track_control.h"
+
+namespace {
+const QString kAppName = QStringLiteral("Tandrel");
+}
+
+TDQtMainWindow::TDQtMainWindow(QWidget* parent) : QMainWindow(parent) {
+  setWindowTitle(kAppName);
+  resize(1000, 700);
+
+  auto* central = new QWidget(this);
+  auto* column = new QVBoxLayout(central);
+  column->setContentsMargins(0, 0, 0, 0);
+  column->setSpacing(0);
+
+  infoBar = new QLabel(central);
+  infoBar->setObjectName(QStringLiteral("infoBar"));
+  infoBar->setStyleSheet(QStringLiteral("QLabel { background: #fff6c8; color: #3a3000; padding: 4px 8px; }"));
+  infoBar->setVisible(false);
+  column->addWidget(infoBar);
+
+  trackArea = new QScrollArea(central);
+  trackArea->setWidgetResizable(true);
+  trackHolder = new QWidget(trackArea);
+  trackLayout = new QVBoxLayout(trackHolder);
+  trackLayout->setContentsMargins(0, 0, 0, 0);
+  trackLayout->setSpacing(1);
+  trackLayout->addStretch(1);
+  trackArea->setWidget(trackHolder);
+  column->addWidget(trackArea, 1);
+
+  setCentralWidget(central);
+  statusBar()->showMessage(tr("Ready"));
+}
+
+TDQtMainWindow::~TDQtMainWindow() = default;
+
+void TDQtMainWindow::SetController(MainDialog* controller) {
+  // Rows talk to the controller directly, so they go before it may.
+  for (TDTrackControl* row : trackControls) delete row;
+  trackControls.clear();
+  Controller = controller;
+  BuildMenus();
+  RebuildTracks();
+}
+
+QAction* TDQtMainWindow::AddCommand(QMenu* menu, const QString& text, int id, const QKeySequence& key) {
+  QAction* a = menu->addAction(text);
+  if (!key.isEmpty()) a->setShortcut(key);
+  connect(a, &QAction::triggered, this, [this, id] {
+    if (Controller) Controller->Command(id);
+  });
+  commandActions[id] = a;
+  return a;
+}
+
+void TDQtMainWindow::BuildMenus() {
+  menuBar()->clear();
+  commandActions.clear();
+  if (!Controller) return;
+
+  QMenu* file = menuBar()->addMenu(tr("&Project"));
+  QAction* quit = file->addAction(tr("&Quit"));
+  quit->setShortcut(QKeySequence::Quit);
+  connect(quit, &QAction::triggered, this, &QWidget::close);
+
+  QMenu* track = menuBar()->addMenu(tr("&Track"));
+  AddCommand(track, tr("&Add Track"), CM_TRACK_ADD, QKeySequence(Qt::CTRL | Qt::Key_T));
+  AddCommand(track, tr("&Insert Track"), CM_TRACK_INSERT, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_T));
+  AddCommand(track, tr("&Delete Track"), CM_TRACK_DELETE);
+  track->addSeparator();
+  AddCommand(track, tr("Move Track &Up"), CM_TRACK_MOVE_UP, QKeySequence(Qt::ALT | Qt::SHIFT | Qt::Key_Up));
+  AddCommand(track, tr("Move Track Do&wn"), CM_TRACK_MOVE_DOWN, QKeySequence(Qt::ALT | Qt::SHIFT | Qt::Key_Down));
+  track->addSeparator();
+  AddCommand(track, tr("&Mute"), CM_TRACK_MUTE_TOGGLE);
+  AddCommand(track, tr("&Solo"), CM_TRACK_SOLO_TOGGLE);
+  AddCommand(track, tr("Arm for &Recording"), CM_TRACK_RECORD_TOGGLE);
+  AddCommand(track, tr("M&onitor Input"), CM_TRACK_MONITOR_TOGGLE);
+  AddCommand(track, tr("Track &Colour..."), CM_TRACK_PICK_COLOR);
+  track->addSeparator();
+  AddCommand(track, tr("Co&llapse"), CM_TRACK_COLLAPSE);
+  AddCommand(track, tr("E&xpand"), CM_TRACK_EXPAND);
+  AddCommand(track, tr("Collapse All"), CM_TRACK_COLLAPSE_ALL);
+  AddCommand(track, tr("Expand All"), CM_TRACK_EXPAND_ALL);
+  track->addSeparator();
+  AddCommand(track, tr("Select &Previous Track"), CM_SELECT_PREV_TRACK, QKeySequence(Qt::ALT | Qt::Key_Up));
+  AddCommand(track, tr("Select &Next Track"), CM_SELECT_NEXT_TRACK, QKeySequence(Qt::ALT | Qt::Key_Down));
+  AddCommand(track, tr("Select First Track"), CM_TRACK_SELECT_FIRST, QKeySequence(Qt::ALT | Qt::Key_Home));
+  AddCommand(track, tr("Select Last Track"), CM_TRACK_SELECT_LAST, QKeySequence(Qt::ALT | Qt::Key_End));
+}
+
+QAction* TDQtMainWindow::CommandAction(int id) const {
+  auto it = commandActions.find(id);
+  return it == commandActions.end() ? nullptr : it->second;
+}
+
+TDTrackControl* TDQtMainWindow::TrackControlAt(int track) const {
+  if (track < 0 || track >= TrackControlCount()) return nullptr;
+  return trackControls[static_cast<std::size_t>(track)];
+}
+
+QString TDQtMainWindow::InfoBarText() const { return infoBar->isVisible() ? infoBar->text() : QString(); }
+
+void TDQtMainWindow::RebuildTracks() {
+  if (!Controller) return;
+  const int count = Controller->GetProject().Tracks.GetTrackCount();
+  // Rows are reused; only the difference in count is made or removed.
+  while (TrackControlCount() > count) {
+    delete trackControls.back();
+    trackControls.pop_back();
+  }
+  while (TrackControlCount() < count) {
+    auto* row = new TDTrackControl(*Controller, TrackControlCount(), trackHolder);
+    trackLayout->insertWidget(TrackControlCount(), row);
+    trackControls.push_back(row);
+  }
+  for (TDTrackControl* row : trackControls) row->Apply();
+}
+
+void TDQtMainWindow::Alert(const std::string& text, const std::string& caption) {
+  QMessageBox box(QMessageBox::Warning, caption.empty() ? kAppName : QString::fromStdString(caption),
+                  QString::fromStdString(text), QMessageBox::Ok, this);
+  box.exec();
+}
+
+int TDQtMainWindow::Ask(const std::string& text, const std::string& caption, const std::vector<std::string>& buttons,
+                        const std::string& checkText, bool* checked) {
+  QMessageBox box(QMessageBox::Question, caption.empty() ? kAppName : QString::fromStdString(caption),
+                  QString::fromStdString(text), QMessageBox::NoButton, this);
+  std::vector<QAbstractButton*> made;
+  for (std::size_t i = 0; i < buttons.size(); ++i)
+    made.push_back(box.addButton(QString::fromStdString(buttons[i]),
+                                 i == 0 ? QMessageBox::AcceptRole : QMessageBox::RejectRole));
+  if (!made.empty()) box.setDefaultButton(static_cast<QPushButton*>(made.front()));
+  QCheckBox* check = nullptr;
+  if (checked) {
+    check = new QCheckBox(QString::fromStdString(checkText), &box);
+    check->setChecked(*checked);
+    box.setCheckBox(check);
+  }
+  box.exec();
+  if (checked && check) *checked = check->isChecked();
+  for (std::size_t i = 0; i < made.size(); ++i)
+    if (box.clickedButton() == made[i]) return static_cast<int>(i);
+  return -1;
+}
+
+void TDQtMainWindow::ShowTip(const std::string& text, int track, unsigned ms) {
+  QWidget* anchor = track >= 0 && track < TrackControlCount() ? static_cast<QWidget*>(TrackControlAt(track)) : this;
+  QToolTip::showText(anchor->mapToGlobal(QPoint(anchor->width() / 2, anchor->height() / 2)),
+                     QString::fromStdString(text), anchor, QRect(), static_cast<int>(ms));
+}
+
+void TDQtMainWindow::HideTip() { QToolTip::hideText(); }
+
+void TDQtMainWindow::InfoBar(const std::string& text) {
+  infoBar->setText(QString::fromStdString(text));
+  infoBar->setVisible(!text.empty());
+}
+
+bool TDQtMainWindow::PickColor(unsigned short& red, unsigned short& green, unsigned short& blue) {
+  QColor start = QColor::fromRgba64(red, green, blue);
+  QColor chosen = QColorDialog::getColor(start, this, tr("Track Colour"));
+  if (!chosen.isValid()) return false;
+  QRgba64 c = chosen.rgba64();
+  red = c.red();
+  green = c.green();
+  blue = c.blue();
+  return true;
+}
+
+void TDQtMainWindow::SetCaption(const std::string& caption) { setWindowTitle(QString::fromStdString(caption)); }
+
+void TDQtMainWindow::UITrackAddApply(int) { RebuildTracks(); }
+void TDQtMainWindow::UITrackDeleteApply(int) { RebuildTracks(); }
+
+void TDQtMainWindow::UITrackChangeApply(int track) {
+  if (TDTrackControl* row = TrackControlAt(track)) row->Apply();
+}
+
+void TDQtMainWindow::UIProjectStateApply() { RebuildTracks(); }
+
+void TDQtMainWindow::closeEvent(QCloseEvent* event) {
+  if (Controller && !Controller->CmCancel()) {
+    event->ignore();
+    return;
+  }
+  event->accept();
+}

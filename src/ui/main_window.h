@@ -1,0 +1,60 @@
+#pragma once
+#include <QMainWindow>
+#include <map>
+#include <vector>
+
+#include "shell/main_window_view.h"
+
+class MainDialog;
+class QAction;
+class QLabel;
+class QVBoxLayout;
+class QScrollArea;
+class TDTrackControl;
+
+// The main window. It draws the project and turns the user's clicks and keys
+// into controller commands; it decides nothing itself.
+class TDQtMainWindow : public QMainWindow, public TDMainWindowView {
+  Q_OBJECT
+ public:
+  explicit TDQtMainWindow(QWidget* parent = nullptr);
+  ~TDQtMainWindow() override;
+
+  // Connects the window to its controller; the menus and tracks appear then.
+  void SetController(MainDialog* controller);
+
+  int TrackControlCount() const { return static_cast<int>(trackControls.size()); }
+  TDTrackControl* TrackControlAt(int track) const;
+  QAction* CommandAction(int id) const;
+  QString InfoBarText() const;
+
+  // TDMainWindowView
+  void Alert(const std::string& text, const std::string& caption) override;
+  int Ask(const std::string& text, const std::string& caption, const std::vector<std::string>& buttons,
+          const std::string& checkText, bool* checked) override;
+  void ShowTip(const std::string& text, int track, unsigned ms) override;
+  void HideTip() override;
+  void InfoBar(const std::string& text) override;
+  bool PickColor(unsigned short& red, unsigned short& green, unsigned short& blue) override;
+  void SetCaption(const std::string& caption) override;
+  void UITrackAddApply(int track) override;
+  void UITrackDeleteApply(int track) override;
+  void UITrackChangeApply(int track) override;
+  void UIProjectStateApply() override;
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void BuildMenus();
+  QAction* AddCommand(QMenu* menu, const QString& text, int id, const QKeySequence& key = {});
+  void RebuildTracks();
+
+  MainDialog* Controller = nullptr;
+  QScrollArea* trackArea;
+  QWidget* trackHolder;
+  QVBoxLayout* trackLayout;
+  QLabel* infoBar;
+  std::vector<TDTrackControl*> trackControls;
+  std::map<int, QAction*> commandActions;
+};
