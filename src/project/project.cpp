@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "foundation/app_paths.h"
 #include "project/project_paths.h"
 
 namespace {
@@ -196,7 +197,7 @@ bool TDProject::CreateRecordFilePath(int track, const std::tm& when, std::string
 
 bool TDProject::GetRecordingFolder(std::string& out)
 {
-    const std::filesystem::path folder = std::filesystem::path(TDGetUserDataFolder()) / "Recordings";
+    const std::filesystem::path folder = std::filesystem::path(LAppPaths::UserDataFolder()) / "Recordings";
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (!std::filesystem::is_directory(folder, error))

@@ -205,14 +205,6 @@ TEST(TDProject, RecordNamesCarryTrackNumberAndLocalTime)
     EXPECT_TRUE(std::filesystem::is_directory(folder));
 }
 
-TEST(TDProjectPaths, UserDataFolderFollowsXdg)
-{
-    EXPECT_EQ(TDGetUserDataFolder("/data", "/home/u"), "/data/tandrel");
-    EXPECT_EQ(TDGetUserDataFolder("", "/home/u"), "/home/u/.local/share/tandrel");
-    EXPECT_EQ(TDGetUserDataFolder("relative", "/home/u"), "/home/u/.local/share/tandrel");
-    EXPECT_EQ(TDGetUserDataFolder(nullptr, "/home/u"), "/home/u/.local/share/tandrel");
-}
-
 TEST(TDProjectPaths, DataFolderOfAProjectFile)
 {
     std::string out;

@@ -7,7 +7,7 @@
 
 #include "foundation/log.h"
 #include "project/project_paths.h"
-#include "shell/app_paths.h"
+#include "foundation/app_paths.h"
 #include "shell/commands.h"
 #include "shell/user_settings.h"
 

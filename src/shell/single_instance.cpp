@@ -10,7 +10,7 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "shell/app_paths.h"
+#include "foundation/app_paths.h"
 
 namespace {
 

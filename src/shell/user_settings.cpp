@@ -7,7 +7,7 @@
 #include <fstream>
 #include <unistd.h>
 
-#include "shell/app_paths.h"
+#include "foundation/app_paths.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "shell/app_paths.h"
+#include "foundation/app_paths.h"
 
 #include <cerrno>
 #include <cstdlib>
