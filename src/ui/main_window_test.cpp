@@ -20,7 +20,8 @@ namespace {
 class MainWindowTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    scratch = std::string(TANDREL_BINARY_DIR) + "/ui-test-scratch";
+    scratch = std::string(TANDREL_BINARY_DIR) + "/ui-test-scratch/" +
+              ::testing::UnitTest::GetInstance()->current_test_info()->name();
     setenv("TMPDIR", scratch.c_str(), 1);
     LUserSettingsStore::Global().UseFile(scratch + "/settings.conf");
     std::remove((scratch + "/settings.conf").c_str());
