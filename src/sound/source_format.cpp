@@ -1,0 +1,15 @@
+#include "sound/source_format.h"
+
+#include "sound/channel_converters.h"
+
+void LSPConvertSourceRate(int rate, LSoundSource& source) {
+  if (source->IsError() || source->GetSampleRate() == rate) return;
+  source.Close();
+}
+
+void LSPConvertSourceRateChannels(int rate, int channels, LSoundSource& source) {
+  if (source->IsError()) return;
+  if (channels > 0 && source->GetChannels() > channels) source = LSPConvChannels(channels).OpenSource(source);
+  LSPConvertSourceRate(rate, source);
+  if (channels > 0 && source->GetChannels() != channels) source = LSPConvChannels(channels).OpenSource(source);
+}
