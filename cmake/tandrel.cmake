@@ -58,7 +58,7 @@ function(tandrel_subsystem)
     target_compile_definitions(${test_target} PRIVATE
       TANDREL_TESTDATA_DIR="${TANDREL_TESTDATA_DIR}"
       TANDREL_BINARY_DIR="${CMAKE_BINARY_DIR}")
-    gtest_discover_tests(${test_target} DISCOVERY_TIMEOUT 60
+    gtest_discover_tests(${test_target} DISCOVERY_TIMEOUT 60 TEST_PREFIX "${S_NAME}."
       PROPERTIES ENVIRONMENT "TANDREL_TEST=1" TIMEOUT 120)
   endif()
 endfunction()
