@@ -5,6 +5,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
@@ -33,12 +35,13 @@ struct Received {
 
 class SingleInstanceTest : public ::testing::Test {
  protected:
+  // Socket paths are limited to 107 bytes, which a build folder can pass.
   void SetUp() override {
-    folder = fs::path(TANDREL_BINARY_DIR) / "single-instance-scratch" /
-             ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    fs::remove_all(folder);
-    fs::create_directories(folder);
+    char name[] = "/tmp/tandrel-si-XXXXXX";
+    ASSERT_NE(::mkdtemp(name), nullptr);
+    folder = name;
   }
+  void TearDown() override { fs::remove_all(folder); }
   fs::path folder;
 };
 
@@ -135,6 +138,15 @@ TEST(SingleInstanceWire, DecodeRejectsTruncatedAndOversizedMessages) {
   lying[13] = '\xFF';
   EXPECT_FALSE(LSingleInstanceDecode(lying, out));
   EXPECT_TRUE(out.empty());
+}
+
+}  // namespace
+
+namespace {
+
+TEST(SingleInstanceLimits, AFolderTooDeepForASocketMeansRunningAlone) {
+  LSingleInstance instance("tandrel", "/tmp/" + std::string(120, 'd'));
+  EXPECT_EQ(instance.Start({"tandrel"}, [](std::vector<std::string>) {}, 200), LSingleInstance::Role::Failed);
 }
 
 }  // namespace
