@@ -8,13 +8,13 @@
 
 // A named mark on the timeline.
 struct LTimeLineBookmark {
-    LSoundTime iPosition = 0;  // ms
-    TDRGB16 Colour;
+  LSoundTime iPosition = 0;  // ms
+  TDRGB16 Colour;
 
-    const std::string& GetName() const { return szName; }
-    // Cut like a track name.
-    void SetName(std::string_view name) { szName = TDCutName(name); }
+  const std::string& GetName() const { return szName; }
+  // Cut like a track name.
+  void SetName(std::string_view name) { szName = TDCutName(name); }
 
-private:
-    std::string szName;
+ private:
+  std::string szName;
 };

@@ -11,24 +11,22 @@ void TDClipsManager::DeleteClipsOfTrack(int) {}
 
 void TDClipsManager::ExchangeClipsTracks(int, int, TDTracksManager&) {}
 
-bool TDClipsManager::HasLockedClipOnTrack(int) const
-{
-    return false;
+bool TDClipsManager::HasLockedClipOnTrack(int) const {
+  return false;
 }
 
 void TDClipsManager::Clear() {}
 
 void TDClipsManager::ClearTemporary() {}
 
-int TDGroupIdGenerator::GetNewGroupId(std::vector<int> used)
-{
-    std::sort(used.begin(), used.end());
-    int candidate = 1;
-    for (int id : used) {
-        if (id == candidate)
-            ++candidate;
-        else if (id > candidate)
-            break;
-    }
-    return candidate;
+int TDGroupIdGenerator::GetNewGroupId(std::vector<int> used) {
+  std::sort(used.begin(), used.end());
+  int candidate = 1;
+  for (int id : used) {
+    if (id == candidate)
+      ++candidate;
+    else if (id > candidate)
+      break;
+  }
+  return candidate;
 }

@@ -9,17 +9,17 @@
 //
 // Only the main thread changes the model, so the counters need no lock.
 struct TDID {
-    static std::uint64_t uIdNext;
+  static std::uint64_t uIdNext;
 
-    static std::uint64_t GetNewId();
-    // Adopts a counter read from a project file. A file that carries 0 gives no
-    // information, and adopting it would let 0 be handed out, so it is ignored.
-    static void SetNextFromLoad(std::uint64_t next);
+  static std::uint64_t GetNewId();
+  // Adopts a counter read from a project file. A file that carries 0 gives no
+  // information, and adopting it would let 0 be handed out, so it is ignored.
+  static void SetNextFromLoad(std::uint64_t next);
 };
 
 struct TDClipID {
-    static std::uint32_t uIdNext;
+  static std::uint32_t uIdNext;
 
-    static std::uint32_t GetNewId();
-    static void SetNextFromLoad(std::uint32_t next);
+  static std::uint32_t GetNewId();
+  static void SetNextFromLoad(std::uint32_t next);
 };

@@ -11,197 +11,159 @@ namespace {
 
 // "track_year-month-day_hour-minute-second", numbers unpadded, as the names of
 // earlier recordings have always been.
-std::string RecordStem(int track, const std::tm& when)
-{
-    return std::to_string(track + 1) + '_' + std::to_string(when.tm_year + 1900) + '-' +
-           std::to_string(when.tm_mon + 1) + '-' + std::to_string(when.tm_mday) + '_' +
-           std::to_string(when.tm_hour) + '-' + std::to_string(when.tm_min) + '-' +
-           std::to_string(when.tm_sec);
+std::string RecordStem(int track, const std::tm& when) {
+  return std::to_string(track + 1) + '_' + std::to_string(when.tm_year + 1900) + '-' + std::to_string(when.tm_mon + 1) +
+         '-' + std::to_string(when.tm_mday) + '_' + std::to_string(when.tm_hour) + '-' + std::to_string(when.tm_min) +
+         '-' + std::to_string(when.tm_sec);
 }
 
-std::tm LocalNow()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    return local;
+std::tm LocalNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  return local;
 }
 
 }  // namespace
 
-TDProject::TDProject()
-    : WorkRegion(iEnd)
-{
+TDProject::TDProject() : WorkRegion(iEnd) {}
+
+void TDProject::Close() {
+  // Clips first: a clip refers to its track.
+  Clips.Clear();
+  Clips.ClearTemporary();
+  Tracks.Clear();
+  szFilePath.clear();
+  Bookmarks.clear();
+  ResetEditRegion();
 }
 
-void TDProject::Close()
-{
-    // Clips first: a clip refers to its track.
-    Clips.Clear();
-    Clips.ClearTemporary();
-    Tracks.Clear();
-    szFilePath.clear();
-    Bookmarks.clear();
-    ResetEditRegion();
+TDTrack* TDProject::AddTrackAfter(int i) {
+  TDTrack* track = Tracks.AddTrackAfter(i);
+  if (track) Clips.MoveClipsAboveTrack(i, +1, Tracks);
+  return track;
 }
 
-TDTrack* TDProject::AddTrackAfter(int i)
-{
-    TDTrack* track = Tracks.AddTrackAfter(i);
-    if (track)
-        Clips.MoveClipsAboveTrack(i, +1, Tracks);
-    return track;
+bool TDProject::DeleteTrack(int i) {
+  if (!Tracks.IsTrackValid(i)) return false;
+  Clips.DeleteClipsOfTrack(i);
+  Tracks.DeleteTrack(i);
+  Clips.MoveClipsAboveTrack(i, -1, Tracks);
+  return true;
 }
 
-bool TDProject::DeleteTrack(int i)
-{
-    if (!Tracks.IsTrackValid(i))
-        return false;
-    Clips.DeleteClipsOfTrack(i);
-    Tracks.DeleteTrack(i);
-    Clips.MoveClipsAboveTrack(i, -1, Tracks);
-    return true;
+bool TDProject::ExchangeTracks(int a, int b) {
+  if (!Tracks.ExchangeTracks(a, b)) return false;
+  Clips.ExchangeClipsTracks(a, b, Tracks);
+  return true;
 }
 
-bool TDProject::ExchangeTracks(int a, int b)
-{
-    if (!Tracks.ExchangeTracks(a, b))
-        return false;
-    Clips.ExchangeClipsTracks(a, b, Tracks);
-    return true;
-}
-
-LSoundTime TDProject::LatestContentEnd(bool withBookmarks, bool& any) const
-{
-    any = false;
-    LSoundTime latest = 0;
-    if (!Clips.IsEmpty()) {
-        any = true;
-        latest = std::max(latest, Clips.GetClipsEnd());
+LSoundTime TDProject::LatestContentEnd(bool withBookmarks, bool& any) const {
+  any = false;
+  LSoundTime latest = 0;
+  if (!Clips.IsEmpty()) {
+    any = true;
+    latest = std::max(latest, Clips.GetClipsEnd());
+  }
+  if (Clips.GetTemporaryCount() > 0) {
+    any = true;
+    latest = std::max(latest, Clips.GetTemporaryClipsEnd());
+  }
+  if (withBookmarks) {
+    for (const LTimeLineBookmark& bookmark : Bookmarks) {
+      any = true;
+      latest = std::max(latest, bookmark.iPosition);
     }
-    if (Clips.GetTemporaryCount() > 0) {
-        any = true;
-        latest = std::max(latest, Clips.GetTemporaryClipsEnd());
-    }
-    if (withBookmarks) {
-        for (const LTimeLineBookmark& bookmark : Bookmarks) {
-            any = true;
-            latest = std::max(latest, bookmark.iPosition);
-        }
-    }
-    return latest;
+  }
+  return latest;
 }
 
-void TDProject::NotifyClipsChanged()
-{
-    if (pNotify)
-        pNotify->prntfClipsChanged(0);
+void TDProject::NotifyClipsChanged() {
+  if (pNotify) pNotify->prntfClipsChanged(0);
 }
 
-void TDProject::SetEnd(LSoundTime end)
-{
-    // Only real clips hold the end out here; bookmarks and recordings in progress
-    // are covered by ResetEnd.
-    LSoundTime next = kMinimumEnd;
-    if (!Clips.IsEmpty())
-        next = std::max({kMinimumEnd, end, Clips.GetClipsEnd() + kEndMargin});
-    if (next == iEnd)
-        return;
-    iEnd = next;
+void TDProject::SetEnd(LSoundTime end) {
+  // Only real clips hold the end out here; bookmarks and recordings in progress
+  // are covered by ResetEnd.
+  LSoundTime next = kMinimumEnd;
+  if (!Clips.IsEmpty()) next = std::max({kMinimumEnd, end, Clips.GetClipsEnd() + kEndMargin});
+  if (next == iEnd) return;
+  iEnd = next;
+  Tracks.UpdateAutomationEnvLine(0, iEnd);
+  NotifyClipsChanged();
+}
+
+void TDProject::ResetEnd() {
+  bool any = false;
+  const LSoundTime latest = LatestContentEnd(true, any);
+  const LSoundTime wanted = any ? latest + kEndMargin : kMinimumEnd;
+  if (iEnd < wanted) {
+    iEnd = wanted;
     Tracks.UpdateAutomationEnvLine(0, iEnd);
-    NotifyClipsChanged();
+  }
+  NotifyClipsChanged();
 }
 
-void TDProject::ResetEnd()
-{
-    bool any = false;
-    const LSoundTime latest = LatestContentEnd(true, any);
-    const LSoundTime wanted = any ? latest + kEndMargin : kMinimumEnd;
-    if (iEnd < wanted) {
-        iEnd = wanted;
-        Tracks.UpdateAutomationEnvLine(0, iEnd);
-    }
-    NotifyClipsChanged();
+void TDProject::TrimEnd() {
+  bool any = false;
+  const LSoundTime latest = LatestContentEnd(false, any);
+  iEnd = any ? latest + kEndMargin : kMinimumEnd;
+  Tracks.UpdateAutomationEnvLine(0, iEnd);
+  WorkRegion.ClampToLimits();
+  NotifyClipsChanged();
 }
 
-void TDProject::TrimEnd()
-{
-    bool any = false;
-    const LSoundTime latest = LatestContentEnd(false, any);
-    iEnd = any ? latest + kEndMargin : kMinimumEnd;
-    Tracks.UpdateAutomationEnvLine(0, iEnd);
-    WorkRegion.ClampToLimits();
-    NotifyClipsChanged();
+void TDProject::IncreaseEnd() {
+  iEnd += kEndMargin;
 }
 
-void TDProject::IncreaseEnd()
-{
-    iEnd += kEndMargin;
+void TDProject::SetEditRegion(int start, int end, int firstTrack, int lastTrack) {
+  EditRegion = TDEditRegion{start, end, firstTrack, lastTrack};
 }
 
-void TDProject::SetEditRegion(int start, int end, int firstTrack, int lastTrack)
-{
-    EditRegion = TDEditRegion{start, end, firstTrack, lastTrack};
+bool TDProject::IsClipInEditRegion(LSoundTime clipStart, LSoundTime clipEnd, int track) const {
+  const TDEditRegion& r = EditRegion;
+  if (r.iStart == r.iEnd || r.iFirstTrack > r.iLastTrack) return false;
+  if (r.iEnd < clipStart || clipEnd < r.iStart) return false;
+  return track >= r.iFirstTrack && track <= r.iLastTrack;
 }
 
-bool TDProject::IsClipInEditRegion(LSoundTime clipStart, LSoundTime clipEnd, int track) const
-{
-    const TDEditRegion& r = EditRegion;
-    if (r.iStart == r.iEnd || r.iFirstTrack > r.iLastTrack)
-        return false;
-    if (r.iEnd < clipStart || clipEnd < r.iStart)
-        return false;
-    return track >= r.iFirstTrack && track <= r.iLastTrack;
+int TDProject::GetNewTakeGroupId() const {
+  return TDGroupIdGenerator::GetNewGroupId(Clips.CollectTakeGroupIds());
 }
 
-int TDProject::GetNewTakeGroupId() const
-{
-    return TDGroupIdGenerator::GetNewGroupId(Clips.CollectTakeGroupIds());
+void TDProject::AddBookmark(const LTimeLineBookmark& bookmark) {
+  Bookmarks.push_front(bookmark);
 }
 
-void TDProject::AddBookmark(const LTimeLineBookmark& bookmark)
-{
-    Bookmarks.push_front(bookmark);
+bool TDProject::CreateAudioRecordName(int track, std::string& out) const {
+  return CreateAudioRecordName(track, LocalNow(), out);
 }
 
-bool TDProject::CreateAudioRecordName(int track, std::string& out) const
-{
-    return CreateAudioRecordName(track, LocalNow(), out);
+bool TDProject::CreateAudioRecordName(int track, const std::tm& when, std::string& out) const {
+  const TDTrack* t = Tracks.GetTrack(track);
+  if (!t) return false;
+  out = RecordStem(track, when) + '_' + t->GetName();
+  return true;
 }
 
-bool TDProject::CreateAudioRecordName(int track, const std::tm& when, std::string& out) const
-{
-    const TDTrack* t = Tracks.GetTrack(track);
-    if (!t)
-        return false;
-    out = RecordStem(track, when) + '_' + t->GetName();
-    return true;
+bool TDProject::CreateRecordFilePath(int track, std::string& out, const std::string& ext) const {
+  return CreateRecordFilePath(track, LocalNow(), out, ext);
 }
 
-bool TDProject::CreateRecordFilePath(int track, std::string& out, const std::string& ext) const
-{
-    return CreateRecordFilePath(track, LocalNow(), out, ext);
+bool TDProject::CreateRecordFilePath(int track, const std::tm& when, std::string& out, const std::string& ext) const {
+  if (!Tracks.IsTrackValid(track)) return false;
+  std::string folder;
+  if (!GetRecordingFolder(folder)) return false;
+  out = (std::filesystem::path(folder) / (RecordStem(track, when) + '.' + ext)).string();
+  return true;
 }
 
-bool TDProject::CreateRecordFilePath(int track, const std::tm& when, std::string& out,
-                                     const std::string& ext) const
-{
-    if (!Tracks.IsTrackValid(track))
-        return false;
-    std::string folder;
-    if (!GetRecordingFolder(folder))
-        return false;
-    out = (std::filesystem::path(folder) / (RecordStem(track, when) + '.' + ext)).string();
-    return true;
-}
-
-bool TDProject::GetRecordingFolder(std::string& out)
-{
-    const std::filesystem::path folder = std::filesystem::path(LAppPaths::UserDataFolder()) / "Recordings";
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (!std::filesystem::is_directory(folder, error))
-        return false;
-    out = folder.string();
-    return true;
+bool TDProject::GetRecordingFolder(std::string& out) {
+  const std::filesystem::path folder = std::filesystem::path(LAppPaths::UserDataFolder()) / "Recordings";
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (!std::filesystem::is_directory(folder, error)) return false;
+  out = folder.string();
+  return true;
 }

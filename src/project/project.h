@@ -14,22 +14,22 @@
 
 // The sample rate the project was made at, as saved in its file.
 class TDProjectPreferSampleRateInfo {
-public:
-    int GetPreferredSampleRate() const { return iSampleRate; }
-    void SetPreferSampleRate(int rate) { iSampleRate = rate; }
+ public:
+  int GetPreferredSampleRate() const { return iSampleRate; }
+  void SetPreferSampleRate(int rate) { iSampleRate = rate; }
 
-private:
-    int iSampleRate = 44100;
+ private:
+  int iSampleRate = 44100;
 };
 
 // The selection on the clips: a time range and an inclusive range of tracks.
 struct TDEditRegion {
-    int iStart = 0;  // ms
-    int iEnd = 0;    // ms; equal to iStart: nothing selected
-    int iFirstTrack = -1;
-    int iLastTrack = -1;
+  int iStart = 0;  // ms
+  int iEnd = 0;    // ms; equal to iStart: nothing selected
+  int iFirstTrack = -1;
+  int iLastTrack = -1;
 
-    friend bool operator==(const TDEditRegion&, const TDEditRegion&) = default;
+  friend bool operator==(const TDEditRegion&, const TDEditRegion&) = default;
 };
 
 // The one project in memory. Opening or clearing a project empties and refills the
@@ -39,95 +39,94 @@ struct TDEditRegion {
 // also its surround feature), Beat Designer patterns, export tags, the file chunks
 // this version does not know, and the MIDI tempo events built from the tempo list.
 class TDProject {
-public:
-    static constexpr LSoundTime kMinimumEnd = 120000;
-    // Room left after the last clip or bookmark, to drop the next one into.
-    static constexpr LSoundTime kEndMargin = 10000;
+ public:
+  static constexpr LSoundTime kMinimumEnd = 120000;
+  // Room left after the last clip or bookmark, to drop the next one into.
+  static constexpr LSoundTime kEndMargin = 10000;
 
-    TDProject();
-    TDProject(const TDProject&) = delete;
-    TDProject& operator=(const TDProject&) = delete;
+  TDProject();
+  TDProject(const TDProject&) = delete;
+  TDProject& operator=(const TDProject&) = delete;
 
-    // Empties the project for the next one: clips, tracks, file path, bookmarks
-    // and the selection go; the tempo list, time signature, data folder and working
-    // region stay until a load overwrites them.
-    void Close();
+  // Empties the project for the next one: clips, tracks, file path, bookmarks
+  // and the selection go; the tempo list, time signature, data folder and working
+  // region stay until a load overwrites them.
+  void Close();
 
-    // Track operations that keep the clips on their tracks. False or null, with
-    // nothing changed, for an unknown index.
-    TDTrack* AddTrackAfter(int i);
-    bool DeleteTrack(int i);
-    bool ExchangeTracks(int a, int b);
+  // Track operations that keep the clips on their tracks. False or null, with
+  // nothing changed, for an unknown index.
+  TDTrack* AddTrackAfter(int i);
+  bool DeleteTrack(int i);
+  bool ExchangeTracks(int a, int b);
 
-    // Project length. The project is never shorter than 120 s, and with clips never
-    // shorter than the clips plus 10 s.
-    void SetEnd(LSoundTime end);
-    LSoundTime GetEnd() const { return iEnd; }
-    // Grows the project to cover the clips, temporary clips and bookmarks; never
-    // shrinks it.
-    void ResetEnd();
-    // Shrinks (or grows) the project to just cover the clips.
-    void TrimEnd();
-    void IncreaseEnd();
+  // Project length. The project is never shorter than 120 s, and with clips never
+  // shorter than the clips plus 10 s.
+  void SetEnd(LSoundTime end);
+  LSoundTime GetEnd() const { return iEnd; }
+  // Grows the project to cover the clips, temporary clips and bookmarks; never
+  // shrinks it.
+  void ResetEnd();
+  // Shrinks (or grows) the project to just cover the clips.
+  void TrimEnd();
+  void IncreaseEnd();
 
-    void SetEditRegion(int start, int end, int firstTrack, int lastTrack);
-    void ResetEditRegion() { EditRegion = TDEditRegion{}; }
-    const TDEditRegion& GetEditRegion() const { return EditRegion; }
-    // Whether a clip from start to end (ms) on track lies in the selection. A clip
-    // that only touches the selected range counts.
-    bool IsClipInEditRegion(LSoundTime clipStart, LSoundTime clipEnd, int track) const;
+  void SetEditRegion(int start, int end, int firstTrack, int lastTrack);
+  void ResetEditRegion() { EditRegion = TDEditRegion{}; }
+  const TDEditRegion& GetEditRegion() const { return EditRegion; }
+  // Whether a clip from start to end (ms) on track lies in the selection. A clip
+  // that only touches the selected range counts.
+  bool IsClipInEditRegion(LSoundTime clipStart, LSoundTime clipEnd, int track) const;
 
-    int GetNewTakeGroupId() const;
+  int GetNewTakeGroupId() const;
 
-    // Bookmarks are kept newest first.
-    void AddBookmark(const LTimeLineBookmark& bookmark);
-    const std::list<LTimeLineBookmark>& GetBookmarks() const { return Bookmarks; }
-    void ClearBookmarks() { Bookmarks.clear(); }
+  // Bookmarks are kept newest first.
+  void AddBookmark(const LTimeLineBookmark& bookmark);
+  const std::list<LTimeLineBookmark>& GetBookmarks() const { return Bookmarks; }
+  void ClearBookmarks() { Bookmarks.clear(); }
 
-    // Names of new recordings, from the track number, the local time and (for the
-    // clip) the track's name. The std::tm overloads take the time to use. False for
-    // an unknown track.
-    bool CreateAudioRecordName(int track, std::string& out) const;
-    bool CreateAudioRecordName(int track, const std::tm& when, std::string& out) const;
-    // A path in the recordings folder, which is created when missing. False for an
-    // unknown track or when the folder can't be made.
-    bool CreateRecordFilePath(int track, std::string& out, const std::string& ext) const;
-    bool CreateRecordFilePath(int track, const std::tm& when, std::string& out,
-                              const std::string& ext) const;
-    // "Recordings" in the user data folder, created when missing.
-    static bool GetRecordingFolder(std::string& out);
+  // Names of new recordings, from the track number, the local time and (for the
+  // clip) the track's name. The std::tm overloads take the time to use. False for
+  // an unknown track.
+  bool CreateAudioRecordName(int track, std::string& out) const;
+  bool CreateAudioRecordName(int track, const std::tm& when, std::string& out) const;
+  // A path in the recordings folder, which is created when missing. False for an
+  // unknown track or when the folder can't be made.
+  bool CreateRecordFilePath(int track, std::string& out, const std::string& ext) const;
+  bool CreateRecordFilePath(int track, const std::tm& when, std::string& out, const std::string& ext) const;
+  // "Recordings" in the user data folder, created when missing.
+  static bool GetRecordingFolder(std::string& out);
 
-    TDProjectMetronomeFeature Metronome;
-    std::string szDataFolderPath;
-    std::string szFilePath;
-    TDProjectPreferSampleRateInfo PreferSampleRate;
+  TDProjectMetronomeFeature Metronome;
+  std::string szDataFolderPath;
+  std::string szFilePath;
+  TDProjectPreferSampleRateInfo PreferSampleRate;
 
-private:
-    LSoundTime iEnd = kMinimumEnd;  // before WorkRegion, which refers to it
+ private:
+  LSoundTime iEnd = kMinimumEnd;  // before WorkRegion, which refers to it
 
-public:
-    TDWorkRegionInfo WorkRegion;
-    TDProjectNotify* pNotify = nullptr;
-    TDTracksManager Tracks;
-    TDClipsManager Clips;
+ public:
+  TDWorkRegionInfo WorkRegion;
+  TDProjectNotify* pNotify = nullptr;
+  TDTracksManager Tracks;
+  TDClipsManager Clips;
 
-    // The preferences these four start from are applied by the controller.
-    bool bLoopPlay = true;
-    bool bLoopRecord = true;
-    bool GridMode = false;
-    bool EnableMonitoring = false;
+  // The preferences these four start from are applied by the controller.
+  bool bLoopPlay = true;
+  bool bLoopRecord = true;
+  bool GridMode = false;
+  bool EnableMonitoring = false;
 
-    double dPlaybackSpeed = 1.0;
-    // Guards what the mix thread reads while the main thread may change it.
-    mutable std::recursive_mutex Lock;
-    int iTimeSignatureBeats = 4;  // beats per bar
-    int iTimeSignatureUnit = 4;   // note value of one beat
+  double dPlaybackSpeed = 1.0;
+  // Guards what the mix thread reads while the main thread may change it.
+  mutable std::recursive_mutex Lock;
+  int iTimeSignatureBeats = 4;  // beats per bar
+  int iTimeSignatureUnit = 4;   // note value of one beat
 
-private:
-    // The end of whatever is on the timeline, and whether there is anything.
-    LSoundTime LatestContentEnd(bool withBookmarks, bool& any) const;
-    void NotifyClipsChanged();
+ private:
+  // The end of whatever is on the timeline, and whether there is anything.
+  LSoundTime LatestContentEnd(bool withBookmarks, bool& any) const;
+  void NotifyClipsChanged();
 
-    TDEditRegion EditRegion;
-    std::list<LTimeLineBookmark> Bookmarks;
+  TDEditRegion EditRegion;
+  std::list<LTimeLineBookmark> Bookmarks;
 };

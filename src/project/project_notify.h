@@ -5,21 +5,21 @@
 
 // Changes to the track list. Nothing is reported through it yet.
 class TDTracksNotify {
-public:
-    virtual ~TDTracksNotify() = default;
+ public:
+  virtual ~TDTracksNotify() = default;
 };
 
 // Changes to the clip list. Nothing is reported through it yet.
 class TDClipsNotify {
-public:
-    virtual ~TDClipsNotify() = default;
+ public:
+  virtual ~TDClipsNotify() = default;
 };
 
 class TDProjectNotify : public TDTracksNotify, public TDClipsNotify {
-public:
-    virtual void prntfTrackVolumeChanged(int track) { (void)track; }
-    // The clips or the project's length changed; the argument is 0 for a change
-    // of the whole project.
-    virtual void prntfClipsChanged(long what) { (void)what; }
-    virtual void prntfVSTEffectParameter(long what) { (void)what; }
+ public:
+  virtual void prntfTrackVolumeChanged(int track) { (void)track; }
+  // The clips or the project's length changed; the argument is 0 for a change
+  // of the whole project.
+  virtual void prntfClipsChanged(long what) { (void)what; }
+  virtual void prntfVSTEffectParameter(long what) { (void)what; }
 };

@@ -23,10 +23,9 @@ QToolButton* MakeToggle(const QString& text, const QString& tip, const QString& 
   return b;
 }
 
-// The slider runs 0..100 left to right; the controller's pan position has 50
-// at the centre and leans left below it, which is the same orientation.
+// The pan slider runs 0..100 from left to right with 50 at the centre, as the
+// controller's pan position does; a positive pan leans left.
 int PanToPosition(double pan) {
-  // A positive pan leans left: position below 50.
   return static_cast<int>(std::lround(50.0 - pan * 50.0));
 }
 
