@@ -14,21 +14,21 @@ std::string Env(const char* name) {
   return (v && *v) ? std::string(v) : std::string();
 }
 
-std::string Home() {
+std::string XdgFolder(const char* var, const char* fallbackBelowHome) {
+  std::string base = Env(var);
+  // Relative values are invalid by the XDG rules and must be ignored.
+  if (base.empty() || base[0] != '/') base = HomeFolder() + "/" + fallbackBelowHome;
+  return base + "/tandrel";
+}
+
+}  // namespace
+
+std::string HomeFolder() {
   std::string home = Env("HOME");
   if (!home.empty()) return home;
   if (const passwd* pw = getpwuid(getuid()); pw && pw->pw_dir) return pw->pw_dir;
   return "/tmp";
 }
-
-std::string XdgFolder(const char* var, const char* fallbackBelowHome) {
-  std::string base = Env(var);
-  // Relative values are invalid by the XDG rules and must be ignored.
-  if (base.empty() || base[0] != '/') base = Home() + "/" + fallbackBelowHome;
-  return base + "/tandrel";
-}
-
-}  // namespace
 
 std::string UserConfigFolder() { return XdgFolder("XDG_CONFIG_HOME", ".config"); }
 std::string UserDataFolder() { return XdgFolder("XDG_DATA_HOME", ".local/share"); }

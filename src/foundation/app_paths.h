@@ -6,6 +6,9 @@
 // whole run at a scratch folder by setting HOME or the XDG variables.
 namespace LAppPaths {
 
+// $HOME, else the password database's home folder, else /tmp.
+std::string HomeFolder();
+
 // $XDG_CONFIG_HOME/tandrel (default ~/.config/tandrel): the preference file.
 std::string UserConfigFolder();
 // $XDG_DATA_HOME/tandrel (default ~/.local/share/tandrel): recordings, kits, libraries.
