@@ -97,7 +97,6 @@ LReadResult LReadSmallFile(const std::string& path, std::size_t maxBytes, std::s
 }
 
 bool LWriteFileAtomically(const std::string& path, std::string_view data, unsigned mode, LFileStamp* stamp) {
-  if (stamp) *stamp = {};
   // A name of our own, so that two writers never share a temporary file; hidden,
   // so that a leftover from a crash does not clutter a listing.
   const std::size_t slash = path.rfind('/');

@@ -33,7 +33,7 @@ LReadResult LReadSmallFile(const std::string& path, std::size_t maxBytes, std::s
 // Writes `data` to a new file beside `path`, syncs it, and renames it over
 // `path`, so a reader or a crash sees the old file or the new one, never a
 // mixture. The folder must exist. On failure `path` is left as it was. The stamp,
-// when asked for, describes the file just written.
+// when asked for, is set to the file just written, and left alone on failure.
 bool LWriteFileAtomically(const std::string& path, std::string_view data, unsigned mode = 0600,
                           LFileStamp* stamp = nullptr);
 
