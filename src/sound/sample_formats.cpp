@@ -64,7 +64,9 @@ int LSFULAW::Expand(std::uint8_t code) {
 std::uint8_t LSFULAW::CompressLinear(int linear) {
   int const sign = linear < 0 ? 0x80 : 0x00;
   // The law works on 14-bit magnitudes; from 8158 on, all inputs share the last code.
-  int magnitude = (linear < 0 ? -linear : linear) >> 2;
+  // Negative inputs are taken in one's complement, as the ITU reference coder does,
+  // so that -1 is the negative zero and both signs have the same decision levels.
+  int magnitude = (linear < 0 ? ~linear : linear) >> 2;
   if (magnitude > 8158) magnitude = 8158;
   // With the bias of 33 every segment begins at a power of two: the exponent is the
   // position of the leading one and the mantissa the four bits behind it.
@@ -84,8 +86,9 @@ int LSFALAW::Expand(std::uint8_t code) {
 
 std::uint8_t LSFALAW::CompressLinear(int linear) {
   int const sign = linear >= 0 ? 0x80 : 0x00;
-  // 13-bit magnitudes; 4095 is the top of the last segment.
-  int magnitude = (linear < 0 ? -linear : linear) >> 3;
+  // 13-bit magnitudes, negatives in one's complement as for mu-law; 4095 is the top
+  // of the last segment.
+  int magnitude = (linear < 0 ? ~linear : linear) >> 3;
   if (magnitude > 4095) magnitude = 4095;
   int exponent = 0;
   int mantissa = (magnitude >> 1) & 0x0F;
