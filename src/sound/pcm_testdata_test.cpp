@@ -8,6 +8,7 @@
 #include <set>
 
 #include "foundation/byte_order.h"
+#include "sound/aif_file.h"
 #include "sound/pcm_file.h"
 #include "sound/testing_files.h"
 #include "sound/testing_sources.h"
@@ -90,6 +91,17 @@ Sample const kWav[] = {
     {"M1F1-uint8-AFsp.wav", Body::EightBit},  {"M1F1-uint8WE-AFsp.wav", Body::EightBit},
 };
 
+Sample const kAif[] = {
+    {"M1F1-AlawC-AFsp.aif", Body::ALaw},      {"M1F1-float32C-AFsp.aif", Body::Float},
+    {"M1F1-float64C-AFsp.aif", Body::Float},  {"M1F1-int12-AFsp.aif", Body::Int16},
+    {"M1F1-int12C-AFsp.aif", Body::Int16},    {"M1F1-int16-AFsp.aif", Body::Int16},
+    {"M1F1-int16C-AFsp.aif", Body::Int16},    {"M1F1-int16s-AFsp.aif", Body::Int16},
+    {"M1F1-int24-AFsp.aif", Body::Int24Or32}, {"M1F1-int24C-AFsp.aif", Body::Int24Or32},
+    {"M1F1-int32-AFsp.aif", Body::Int24Or32}, {"M1F1-int32C-AFsp.aif", Body::Int24Or32},
+    {"M1F1-int8-AFsp.aif", Body::EightBit},   {"M1F1-int8C-AFsp.aif", Body::EightBit},
+    {"M1F1-mulawC-AFsp.aif", Body::ULaw},
+};
+
 std::set<std::string> FilesIn(std::string const& folder) {
   std::set<std::string> names;
   for (auto const& e : std::filesystem::directory_iterator(TestDataPcm(folder))) {
@@ -127,4 +139,34 @@ TEST(PcmTestData, WavWithAnUnfinishedSizeReadsToTheEndOfTheFile) {
               static_cast<std::int16_t>(LReadLE16(b.data() + 44 + 2 * i)) * 3.051851e-5f);
   }
   EXPECT_EQ(s->GetPositionSample(), frames);
+}
+
+TEST(PcmTestData, EveryAiffAndAifcBodyReadsToTheSixteenBitSignal) {
+  std::set<std::string> left = FilesIn("aif");
+  for (Sample const& c : kAif) {
+    ExpectMatchesReference(LAifFile::OpenSource(TestDataPcm(std::string("aif/") + c.file)), c.body, c.file);
+    left.erase(c.file);
+  }
+  for (char const* odd : {"Pmiscck.aif", "Poffset.aif", "Porder.aif", "Ptjunk.aif", "Pnossnd.aif"}) left.erase(odd);
+  EXPECT_TRUE(left.empty()) << "a new file in the set is not covered: " << *left.begin();
+}
+
+TEST(PcmTestData, OddAifcFilesReadTheirNineFrames) {
+  // Chunks out of order, an odd-sized foreign chunk, a sound chunk with an offset and
+  // more bytes than frames, junk behind the FORM: all hold the same nine mu-law codes.
+  std::uint8_t const codes[9] = {0x43, 0x2F, 0x26, 0x2C, 0x35, 0x3A, 0xDF, 0xC7, 0xBE};
+  for (char const* name : {"Pmiscck.aif", "Poffset.aif", "Porder.aif", "Ptjunk.aif"}) {
+    LSoundSource s = LAifFile::OpenSource(TestDataPcm(std::string("aif/") + name));
+    ASSERT_TRUE(s.IsGood()) << name << " state " << int(s->GetErrorState());
+    EXPECT_EQ(s->GetChannels(), 1) << name;
+    EXPECT_EQ(s->GetSampleRate(), 8000) << name;
+    EXPECT_EQ(s->GetEndSample(), 9) << name;
+    EXPECT_EQ(s->GetPeakBound(), 1.0f) << name;
+    std::vector<float> const got = ReadAll(s, 10);
+    for (int i = 0; i < 9; ++i) EXPECT_EQ(got[static_cast<std::size_t>(i)], LSFULAW{codes[i]}.Get()) << name << i;
+    EXPECT_EQ(got[9], 0.0f) << name;
+  }
+  LSoundSource none = LAifFile::OpenSource(TestDataPcm("aif/Pnossnd.aif"));
+  EXPECT_EQ(none->GetErrorState(), LSoundErrorParameters);
+  EXPECT_EQ(none->GetEndSample(), 0);
 }
