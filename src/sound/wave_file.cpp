@@ -8,6 +8,7 @@
 
 #include "foundation/app_paths.h"
 #include "foundation/byte_order.h"
+#include "sound/compressed_wave.h"
 #include "sound/pcm_file.h"
 
 namespace {
@@ -159,6 +160,8 @@ LSoundSource OpenWave(std::string const& path, std::string const* deletePath) {
     case LWavTagULaw:
       return LMakePCMSource<LSFULAW>(std::move(file), rate, channels, 1.0f, h.iDataStart, dataBytes, sizeField,
                                      deletePath);
+    case LWavTagIMAADPCM: return LIMAWaveOpenSource(std::move(file), h, deletePath);
+    case LWavTagGSM610: return LGSMWaveOpenSource(std::move(file), h, deletePath);
     case 34:
     case 69: return LMakeErrorSource(LSoundErrorRefused);
     default: return LMakeErrorSource(LSoundErrorNoDecoder);
@@ -377,6 +380,7 @@ LSoundSink OpenSink(std::string const& path, LWaveFileFormat const& format) {
       return LSoundSink();
     case LWavTagALaw:
     case LWavTagULaw: return OpenSinkG711(path, rate, format.nChannels, format.wFormatTag);
+    case LWavTagGSM610: return LGSMWaveOpenSink(path, rate, format.nChannels);
     default: return LSoundSink();
   }
 }
