@@ -8,6 +8,7 @@
 #include <typeinfo>
 
 #include "sound/channels_mapping_source.h"
+#include "sound/convert_rate.h"
 #include "sound/source_format.h"
 #include "sound/testing_sources.h"
 
@@ -151,7 +152,7 @@ TEST(ChannelConverters, FullBlocksAndMore) {
   }
 }
 
-TEST(SourceFormat, ReducesWidensAndRefusesARateItCannotConvert) {
+TEST(SourceFormat, ReducesWidensAndConvertsTheRateOnTheFewestChannels) {
   LSoundSource s = PatternSource(6);
   LSPConvertSourceRateChannels(48000, 2, s);
   EXPECT_EQ(typeid(*s), typeid(LSRCConvChannels51Stereo));
@@ -166,9 +167,32 @@ TEST(SourceFormat, ReducesWidensAndRefusesARateItCannotConvert) {
   LSPConvertSourceRateChannels(48000, 2, same);
   EXPECT_EQ(same.Get(), before);
 
-  LSoundSource other = PatternSource(2);
-  LSPConvertSourceRateChannels(44100, 2, other);
-  EXPECT_TRUE(other->IsError());
+  // Down to stereo first, then the rate on two channels.
+  LSoundSource down = PatternSource(6);
+  LSPConvertSourceRateChannels(44100, 2, down);
+  ASSERT_FALSE(down->IsError());
+  EXPECT_EQ(down->GetSampleRate(), 44100);
+  EXPECT_EQ(down->GetChannels(), 2);
+  auto* rate = dynamic_cast<LSRCConvertRate*>(down.Get());
+  ASSERT_NE(rate, nullptr);
+  EXPECT_EQ(typeid(*rate->GetSource()), typeid(LSRCConvChannels51Stereo));
+  EXPECT_EQ(down->GetEndSample(), 91875);  // 100000 frames at 48000, in time at 44100
+
+  // The rate on the one channel, then widened.
+  LSoundSource up = PatternSource(1);
+  LSPConvertSourceRateChannels(44100, 2, up);
+  ASSERT_EQ(typeid(*up), typeid(LSRCConvMonoStereo));
+  EXPECT_EQ(up->GetSampleRate(), 44100);
+  auto const* widened = static_cast<LSRCConvMonoStereo*>(up.Get());
+  ASSERT_NE(dynamic_cast<LSRCConvertRate*>(widened->GetSource().Get()), nullptr);
+  EXPECT_EQ(widened->GetSource()->GetChannels(), 1);
+
+  // A bad source comes back as it was, still in error.
+  LSoundSource bad;
+  LSoundSourceBase* badBefore = bad.Get();
+  LSPConvertSourceRateChannels(44100, 2, bad);
+  EXPECT_EQ(bad.Get(), badBefore);
+  EXPECT_TRUE(bad->IsError());
 }
 
 TEST(ChannelsMapping, RoutesAndSumsChannels) {

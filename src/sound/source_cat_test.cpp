@@ -122,11 +122,22 @@ TEST(SourceCat, AtAGivenFormat) {
   EXPECT_EQ(quiet.OpenSource(44100, 2)->GetEndSample(), 66150);
 }
 
+TEST(SourceCat, ItemsAtAnotherRateAreConverted) {
+  LSoundSourceCat cat;
+  cat.AddSource(Tagged(1, 44100, 2, 441));
+  cat.AddSource(Tagged(2, 48000, 2, 10));
+  LSoundSource s = cat.OpenSource();
+  EXPECT_FALSE(s->IsError());
+  EXPECT_EQ(s->GetSampleRate(), 48000);
+  EXPECT_EQ(s->GetEndSample(), 480 + 10);  // 10 ms of the first item at 48000
+  std::vector<float> d = ReadAll(s, 490);
+  EXPECT_EQ(d[2 * 480], Tag(2, 0, 0));  // the second item needs no conversion
+}
+
 TEST(SourceCat, ASourceThatCannotBeConvertedMakesItAnError) {
   LSoundSourceCat cat;
-  cat.AddSource(Tagged(1, 44100, 2, 10));
-  cat.AddSource(Tagged(2, 48000, 2, 10));  // no rate converter for 44100 -> 48000
-  EXPECT_EQ(cat.OpenSource()->GetErrorState(), LSoundErrorBelow);
+  cat.AddSource(Tagged(1, 3000000, 2, 10));  // a step down too large for the converter
+  EXPECT_EQ(cat.OpenSource(8000, 2)->GetErrorState(), LSoundErrorBelow);
 }
 
 TEST(SourceCat, StreamingIfAnyItemStillStreams) {

@@ -1,10 +1,10 @@
 #include "sound/source_format.h"
 
 #include "sound/channel_converters.h"
+#include "sound/convert_rate.h"
 
 void LSPConvertSourceRate(int rate, LSoundSource& source) {
-  if (source->IsError() || source->GetSampleRate() == rate) return;
-  source.Close();
+  source = LSPConvertRate(rate).OpenSource(source);
 }
 
 void LSPConvertSourceRateChannels(int rate, int channels, LSoundSource& source) {

@@ -4,11 +4,10 @@
 // Brings `source` to `rate` and `channels`, replacing the handle in place. Channels
 // are reduced before the rate is converted and widened after it, so that the rate
 // converter works on as few channels as it can. A source already in error is left
-// as it is; the result of a conversion that cannot be done is an error source, so
-// test the error state afterwards.
+// as it is; test the error state afterwards.
 void LSPConvertSourceRateChannels(int rate, int channels, LSoundSource& source);
 
-// The rate step of the above. There is no sample rate converter yet: any change of
-// rate gives an error source, so that a caller refuses the graph instead of playing
-// it at the wrong speed. This is the one place the converter plugs in.
+// The rate step of the above: LSPConvertRate with an exact ratio (approximated only
+// for pairs of rates whose exact ratio would need an outsized filter table). A
+// source in error or at the rate already stays as it is.
 void LSPConvertSourceRate(int rate, LSoundSource& source);
