@@ -37,7 +37,9 @@ int PollForInput(pollfd* fds, std::size_t count, unsigned int ms) {
   }
 }
 
-bool HasInput(pollfd const& p) { return p.fd >= 0 && (p.revents & POLLIN) != 0; }
+bool HasInput(pollfd const& p) {
+  return p.fd >= 0 && (p.revents & POLLIN) != 0;
+}
 
 }  // namespace
 
@@ -60,7 +62,9 @@ void LSignalObjectRef::Reset() const {
   }
 }
 
-bool LSignalObjectRef::IsSignaled() const { return WaitSignal(0); }
+bool LSignalObjectRef::IsSignaled() const {
+  return WaitSignal(0);
+}
 
 bool LSignalObjectRef::WaitSignal(unsigned int ms) const {
   pollfd p{fdRead, POLLIN, 0};
@@ -86,22 +90,30 @@ LSignalObject::~LSignalObject() {
   if (fdWrite >= 0) ::close(fdWrite);
 }
 
-void LSignalObjectGroup::Add(LSignalObjectRef signal) { signals.push_back(signal); }
+void LSignalObjectGroup::Add(LSignalObjectRef signal) {
+  signals.push_back(signal);
+}
 
 int LSignalObjectGroup::Select(unsigned int ms) const {
+  return SelectWith(LSignalObjectRef(), ms);
+}
+
+int LSignalObjectGroup::SelectWith(LSignalObjectRef extra, unsigned int ms) const {
   // Small groups (a stop signal and a few others): a stack array avoids a heap
   // allocation on every wait.
   constexpr std::size_t kOnStack = 16;
+  std::size_t const count = signals.size() + 1;
   pollfd local[kOnStack];
   std::vector<pollfd> heap;
   pollfd* fds = local;
-  if (signals.size() > kOnStack) {
-    heap.resize(signals.size());
+  if (count > kOnStack) {
+    heap.resize(count);
     fds = heap.data();
   }
   for (std::size_t i = 0; i < signals.size(); ++i) fds[i] = pollfd{signals[i].GetReadFd(), POLLIN, 0};
-  if (PollForInput(fds, signals.size(), ms) <= 0) return -1;
-  for (std::size_t i = 0; i < signals.size(); ++i) {
+  fds[signals.size()] = pollfd{extra.GetReadFd(), POLLIN, 0};
+  if (PollForInput(fds, count, ms) <= 0) return -1;
+  for (std::size_t i = 0; i < count; ++i) {
     if (HasInput(fds[i])) return static_cast<int>(i);
   }
   return -1;

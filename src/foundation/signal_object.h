@@ -60,6 +60,9 @@ class LSignalObjectGroup {
   // Whether any member is set now.
   bool IsSignaled() const { return Select(0) >= 0; }
   bool IsSignaled(std::size_t index) const;
+  // Select over the members and `extra` (a stop signal, say) without adding it:
+  // the index of the first member set, GetCount() when only `extra` is, -1 after `ms`.
+  int SelectWith(LSignalObjectRef extra, unsigned int ms) const;
 
  private:
   std::vector<LSignalObjectRef> signals;

@@ -1,0 +1,120 @@
+#include "foundation/run_on_main_thread.h"
+
+#include <cstring>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "foundation/lock_object.h"
+#include "foundation/main_thread_queue.h"
+
+struct LThreadRunOnMainThread::State {
+  LLockObject mtxIsValid;
+  bool bIsValid = true;
+  // Posted items not yet run or dropped. Whoever removes an item from here deletes it:
+  // the queue's handler when it runs, or the flush.
+  std::unordered_set<LThreadRunOnMainThreadData*> pending;
+
+  LThreadRunOnMainThreadData* Take(LThreadRunOnMainThreadData* data) {
+    LLockObjectHold hold(mtxIsValid);
+    return pending.erase(data) != 0 ? data : nullptr;
+  }
+};
+
+// The queue's handle on one item. Run by the main loop, it runs the item if the owner
+// is still valid; dropped unrun because the loop ended, it still deletes the item.
+struct LThreadRunOnMainThreadTicket {
+  std::shared_ptr<LThreadRunOnMainThread::State> state;
+  LThreadRunOnMainThreadData* data;
+
+  ~LThreadRunOnMainThreadTicket() { delete state->Take(data); }
+
+  void Run() {
+    LThreadRunOnMainThreadData* mine = nullptr;
+    bool valid = false;
+    {
+      LLockObjectHold hold(state->mtxIsValid);
+      mine = state->Take(data);
+      valid = state->bIsValid;
+    }
+    if (!mine) return;  // flushed
+    // Run outside the lock: the item may stop and wait for the very thread that is
+    // posting to this owner at this moment. Validity cannot change meanwhile, since
+    // the owner is destroyed on this thread.
+    if (valid) mine->Run();
+    delete mine;
+  }
+};
+
+LThreadRunOnMainThread::LThreadRunOnMainThread() : pState(std::make_shared<State>()) {}
+
+LThreadRunOnMainThread::~LThreadRunOnMainThread() {
+  ThreadRunOnMainThreadDestroy();
+}
+
+void LThreadRunOnMainThread::RunOnMainThread(LThreadRunOnMainThreadData* data) {
+  if (!data) return;
+  // Every post goes through the owner's lock, so a flush on the main thread cannot
+  // miss an item that another thread is posting at the same moment.
+  LLockObjectHold hold(pState->mtxIsValid);
+  if (!pState->bIsValid) {
+    delete data;
+    return;
+  }
+  pState->pending.insert(data);
+  auto ticket = std::make_shared<LThreadRunOnMainThreadTicket>(pState, data);
+  // When the main loop no longer runs, the post is refused and the last handle on the
+  // ticket, ours, deletes the item as it goes.
+  LPostToMainThread([ticket] { ticket->Run(); });
+}
+
+void LThreadRunOnMainThread::ThreadRunOnMainThreadDestroy() {
+  std::unordered_set<LThreadRunOnMainThreadData*> flushed;
+  {
+    LLockObjectHold hold(pState->mtxIsValid);
+    pState->bIsValid = false;
+    flushed.swap(pState->pending);
+  }
+  for (LThreadRunOnMainThreadData* data : flushed) delete data;
+}
+
+bool LThreadRunOnMainThread::IsRunOnMainThreadValid() const {
+  LLockObjectHold hold(pState->mtxIsValid);
+  return pState->bIsValid;
+}
+
+std::size_t LThreadRunOnMainThread::GetPendingCount() const {
+  LLockObjectHold hold(pState->mtxIsValid);
+  return pState->pending.size();
+}
+
+class LThreadQueuedNotifyData : public LThreadRunOnMainThreadData {
+ public:
+  explicit LThreadQueuedNotifyData(LThreadQueuedNotify& owner) : rOwner(owner) {}
+  void Run() override { rOwner.EvNotify(); }
+
+ private:
+  LThreadQueuedNotify& rOwner;
+};
+
+void LThreadQueuedNotify::PostQueueNotify() {
+  RunOnMainThread(new LThreadQueuedNotifyData(*this));
+}
+
+class LQueuedNotifyData : public LThreadRunOnMainThreadData {
+ public:
+  LQueuedNotifyData(LQueuedNotifyDataHandler& owner, unsigned int code, void const* data, unsigned long size)
+      : rOwner(owner), uCode(code), bytes(size) {
+    if (size > 0 && data) std::memcpy(bytes.data(), data, size);
+  }
+  void Run() override { rOwner.EvQueuedNotifyData(uCode, bytes.empty() ? nullptr : bytes.data(), bytes.size()); }
+
+ private:
+  LQueuedNotifyDataHandler& rOwner;
+  unsigned int uCode;
+  std::vector<unsigned char> bytes;
+};
+
+void LQueuedNotifyDataHandler::PostNotifyFromSender(unsigned int code, void const* data, unsigned long size) {
+  RunOnMainThread(new LQueuedNotifyData(*this, code, data, size));
+}
