@@ -157,6 +157,16 @@ class LSNKPCMFile final : public LSNKPCMFileBase {
   std::vector<F> vBuffer;
 };
 
+// One family serves every body of fixed-size frames, whatever writes its header; these
+// are its names where the header comes from a function of the file type (raw, AU,
+// AIFF, G.711 WAV).
+using LRawFileDataSoundSourceBase = LSRCPCMFileBase;
+template <class F>
+using LRawFileDataSoundSource = LSRCPCMFile<F>;
+using LRawFileDataSoundSinkBase = LSNKPCMFileBase;
+template <LSampleFormatWritable F>
+using LRawFileDataSoundSink = LSNKPCMFile<F>;
+
 // The header of headerless files: nothing.
 int WriteHeaderRAW(LSNKPCMFileBase& sink, bool final);
 
