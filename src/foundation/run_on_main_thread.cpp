@@ -1,7 +1,8 @@
 #include "foundation/run_on_main_thread.h"
 
+#include <cstdint>
 #include <cstring>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -11,13 +12,20 @@
 struct LThreadRunOnMainThread::State {
   LLockObject mtxIsValid;
   bool bIsValid = true;
-  // Posted items not yet run or dropped. Whoever removes an item from here deletes it:
-  // the queue's handler when it runs, or the flush.
-  std::unordered_set<LThreadRunOnMainThreadData*> pending;
+  // Posted items not yet run or dropped, by a number of their own: an item's address
+  // may be taken again by a later item once it has run, while the queue still holds
+  // the first one's ticket. Whoever removes an item from here deletes it: the queue's
+  // handler when it runs, or the flush.
+  std::uint64_t uNextId = 0;
+  std::unordered_map<std::uint64_t, LThreadRunOnMainThreadData*> pending;
 
-  LThreadRunOnMainThreadData* Take(LThreadRunOnMainThreadData* data) {
+  LThreadRunOnMainThreadData* Take(std::uint64_t id) {
     LLockObjectHold hold(mtxIsValid);
-    return pending.erase(data) != 0 ? data : nullptr;
+    auto it = pending.find(id);
+    if (it == pending.end()) return nullptr;
+    LThreadRunOnMainThreadData* data = it->second;
+    pending.erase(it);
+    return data;
   }
 };
 
@@ -25,24 +33,24 @@ struct LThreadRunOnMainThread::State {
 // is still valid; dropped unrun because the loop ended, it still deletes the item.
 struct LThreadRunOnMainThreadTicket {
   std::shared_ptr<LThreadRunOnMainThread::State> state;
-  LThreadRunOnMainThreadData* data;
+  std::uint64_t id;
 
-  ~LThreadRunOnMainThreadTicket() { delete state->Take(data); }
+  ~LThreadRunOnMainThreadTicket() { delete state->Take(id); }
 
   void Run() {
-    LThreadRunOnMainThreadData* mine = nullptr;
+    LThreadRunOnMainThreadData* data = nullptr;
     bool valid = false;
     {
       LLockObjectHold hold(state->mtxIsValid);
-      mine = state->Take(data);
+      data = state->Take(id);
       valid = state->bIsValid;
     }
-    if (!mine) return;  // flushed
+    if (!data) return;  // flushed
     // Run outside the lock: the item may stop and wait for the very thread that is
     // posting to this owner at this moment. Validity cannot change meanwhile, since
     // the owner is destroyed on this thread.
-    if (valid) mine->Run();
-    delete mine;
+    if (valid) data->Run();
+    delete data;
   }
 };
 
@@ -61,21 +69,22 @@ void LThreadRunOnMainThread::RunOnMainThread(LThreadRunOnMainThreadData* data) {
     delete data;
     return;
   }
-  pState->pending.insert(data);
-  auto ticket = std::make_shared<LThreadRunOnMainThreadTicket>(pState, data);
+  std::uint64_t const id = pState->uNextId++;
+  pState->pending.emplace(id, data);
+  auto ticket = std::make_shared<LThreadRunOnMainThreadTicket>(pState, id);
   // When the main loop no longer runs, the post is refused and the last handle on the
   // ticket, ours, deletes the item as it goes.
   LPostToMainThread([ticket] { ticket->Run(); });
 }
 
 void LThreadRunOnMainThread::ThreadRunOnMainThreadDestroy() {
-  std::unordered_set<LThreadRunOnMainThreadData*> flushed;
+  std::unordered_map<std::uint64_t, LThreadRunOnMainThreadData*> flushed;
   {
     LLockObjectHold hold(pState->mtxIsValid);
     pState->bIsValid = false;
     flushed.swap(pState->pending);
   }
-  for (LThreadRunOnMainThreadData* data : flushed) delete data;
+  for (auto const& [id, data] : flushed) delete data;
 }
 
 bool LThreadRunOnMainThread::IsRunOnMainThreadValid() const {

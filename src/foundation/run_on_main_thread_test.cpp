@@ -203,3 +203,49 @@ TEST_F(RunOnMainThreadTest, NotifiesReachTheirHandlersWithACopyOfTheData) {
   EXPECT_EQ(handler.got[0], (std::pair<unsigned int, std::string>{7, "first"}));
   EXPECT_EQ(handler.got[1], (std::pair<unsigned int, std::string>{8, "<none>"}));
 }
+
+namespace {
+
+// Every item of this kind lives at the same address, as the allocator may well
+// arrange for an item freed just before the next is made.
+class SameAddressItem : public LThreadRunOnMainThreadData {
+ public:
+  explicit SameAddressItem(std::vector<int>& ran, int n) : ran(ran), n(n) {}
+  void Run() override { ran.push_back(n); }
+  static void* operator new(std::size_t size) {
+    EXPECT_LE(size, sizeof slot);
+    EXPECT_FALSE(inUse);
+    inUse = true;
+    return slot;
+  }
+  static void operator delete(void*) { inUse = false; }
+
+ private:
+  std::vector<int>& ran;
+  int n;
+  alignas(std::max_align_t) static inline unsigned char slot[128];
+  static inline bool inUse = false;
+};
+
+// A main loop that keeps a piece of work after running it, until told to let go.
+struct HoldingQueue : LMainThreadQueue {
+  std::vector<std::function<void()>> works;
+  void PostToMainThread(std::function<void()> work) override { works.push_back(std::move(work)); }
+};
+
+}  // namespace
+
+TEST(RunOnMainThread, AnItemAtTheAddressOfOneThatRanIsNotTakenForIt) {
+  HoldingQueue queue;
+  LMainThreadQueueRegistration registration(queue);
+  std::vector<int> ran;
+  LThreadRunOnMainThread owner;
+  owner.RunOnMainThread(new SameAddressItem(ran, 1));
+  queue.works[0]();
+  owner.RunOnMainThread(new SameAddressItem(ran, 2));
+  // The loop lets go of the first work only now, while the second waits.
+  queue.works[0] = nullptr;
+  ASSERT_EQ(owner.GetPendingCount(), 1u);
+  queue.works[1]();
+  EXPECT_EQ(ran, (std::vector<int>{1, 2}));
+}

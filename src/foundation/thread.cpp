@@ -132,6 +132,7 @@ void* LThread::Entry(void* p) {
     ::pthread_detach(::pthread_self());
     self->bHasThread = false;
     delete self;
+    owner->Gone();
   }
   return nullptr;
 }
@@ -170,7 +171,9 @@ bool LDetachedThread::StartDetached(LDetachedThreadsOwner& owner, int priority) 
   LLockObjectHold hold(owner.loThreads);
   pDetachedOwner = &owner;
   owner.threads.push_back(this);
+  ++owner.iLive;
   if (!Start(priority)) {
+    --owner.iLive;
     owner.threads.pop_back();
     pDetachedOwner = nullptr;
     delete this;
@@ -194,19 +197,30 @@ void LDetachedThreadsOwner::StopThreadsNow() {
     LDetachedThread* thread = nullptr;
     {
       LLockObjectHold hold(loThreads);
-      if (threads.empty()) return;
+      if (threads.empty()) break;
       thread = threads.back();
       threads.pop_back();
     }
     // Out of the list, the thread no longer deletes itself: it is ours to reap.
     thread->StopThreadNow();
     delete thread;
+    LLockObjectHold hold(loThreads);
+    --iLive;
   }
+  // Those that left the list on their own may still be in their destructors.
+  std::unique_lock hold(loThreads);
+  cvGone.wait(hold, [this] { return iLive == 0; });
 }
 
 std::size_t LDetachedThreadsOwner::GetCount() {
   LLockObjectHold hold(loThreads);
   return threads.size();
+}
+
+void LDetachedThreadsOwner::Gone() {
+  LLockObjectHold hold(loThreads);
+  --iLive;
+  cvGone.notify_all();
 }
 
 bool LDetachedThreadsOwner::Leave(LDetachedThread* thread) {

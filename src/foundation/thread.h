@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <vector>
 
 #include "foundation/lock_object.h"
@@ -121,7 +122,13 @@ class LDetachedThreadsOwner {
   // From a thread whose work is done: true when it was still listed and has been
   // removed, so that it deletes itself; false when StopThreadsNow took it already.
   bool Leave(LDetachedThread* thread);
+  // From a thread that has deleted itself, as its last act.
+  void Gone();
 
   LLockObject loThreads;
   std::vector<LDetachedThread*> threads;
+  // Threads started and not yet destroyed, listed or not: one that has left the list
+  // may still be deleting itself, and StopThreadsNow waits for that too.
+  int iLive = 0;
+  std::condition_variable_any cvGone;
 };
