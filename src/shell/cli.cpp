@@ -1,0 +1,448 @@
+#include "shell/cli.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "foundation/byte_order.h"
+#include "foundation/file.h"
+#include "foundation/process_interface.h"
+#include "foundation/sound_time.h"
+#include "sound/aif_file.h"
+#include "sound/au_file.h"
+#include "sound/compressed_wave.h"
+#include "sound/pcm_file.h"
+#include "sound/raw_file.h"
+#include "sound/source_to_sink.h"
+#include "sound/wave_file.h"
+
+namespace {
+
+constexpr int kExitOk = 0;
+constexpr int kExitStopped = 1;
+constexpr int kExitUsage = 2;
+constexpr int kExitFailed = 3;
+
+const char kUsage[] =
+    "Usage: tandrel-cli COMMAND [ARGUMENTS]\n"
+    "\n"
+    "Tandrel's headless companion: it works on audio files without a window.\n"
+    "\n"
+    "Commands:\n"
+    "  info FILE              format, rate, channels, length, and a WAV file's chunks\n"
+    "  convert IN OUT         write IN again in the format OUT's extension names\n"
+    "      --bits N           8, 16, 24 or 32-bit integer samples (default 16)\n"
+    "      --float            32-bit float samples (WAV, AIFC, raw)\n"
+    "      --format NAME      pcm, float, ulaw, alaw, gsm, sowt (AIFC little-endian)\n"
+    "      --rate N           convert to N frames a second\n"
+    "      --channels N       mix or spread to N channels\n"
+    "  Headerless input (.raw, .pcm) takes --raw RATE,CHANNELS,CODEC[,OFFSET]; CODEC is\n"
+    "  u8, s8, s16le, s16be, s24le, s24be, s32le, s32be, f32le, f32be, f64le, f64be, ulaw\n"
+    "  or alaw. The same names choose a .raw output's body with --raw-codec.\n"
+    "\n"
+    "Files: .wav, .aif, .aiff, .aifc, .au, .snd, .gsm, .raw, .pcm\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help     show this help and exit\n"
+    "  -V, --version  show the version and exit\n";
+
+std::string Lower(std::string s) {
+  std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return s;
+}
+
+std::string ExtensionOf(const std::string& path) {
+  std::size_t slash = path.rfind('/');
+  std::size_t dot = path.rfind('.');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return {};
+  return Lower(path.substr(dot));
+}
+
+struct RawCodecName {
+  const char* name;
+  int codec;
+};
+constexpr RawCodecName kRawCodecs[] = {
+    {"u8", LRawCodec::PCM8Unsigned},  {"s8", LRawCodec::PCM8Signed},    {"s16le", LRawCodec::PCM16LE},
+    {"s16be", LRawCodec::PCM16BE},    {"s24le", LRawCodec::PCM24LE},    {"s24be", LRawCodec::PCM24BE},
+    {"s32le", LRawCodec::PCM32LE},    {"s32be", LRawCodec::PCM32BE},    {"f32le", LRawCodec::Float32LE},
+    {"f32be", LRawCodec::Float32BE},  {"f64le", LRawCodec::Float64LE},  {"f64be", LRawCodec::Float64BE},
+    {"ulaw", LRawCodec::ULaw},        {"alaw", LRawCodec::ALaw},
+};
+
+bool ParseRawCodec(const std::string& name, int& codec) {
+  for (const auto& c : kRawCodecs)
+    if (name == c.name) {
+      codec = c.codec;
+      return true;
+    }
+  return false;
+}
+
+const char* RawCodecName(int codec) {
+  for (const auto& c : kRawCodecs)
+    if (c.codec == codec) return c.name;
+  return "?";
+}
+
+bool ParseInt(const std::string& text, long low, long high, int& out) {
+  if (text.empty()) return false;
+  char* end = nullptr;
+  errno = 0;
+  long v = std::strtol(text.c_str(), &end, 10);
+  if (errno != 0 || *end != '\0' || v < low || v > high) return false;
+  out = static_cast<int>(v);
+  return true;
+}
+
+// "RATE,CHANNELS,CODEC[,OFFSET]"
+bool ParseRawSettings(const std::string& text, LRawSettings& raw) {
+  std::vector<std::string> parts;
+  std::size_t start = 0;
+  for (;;) {
+    std::size_t comma = text.find(',', start);
+    parts.push_back(text.substr(start, comma - start));
+    if (comma == std::string::npos) break;
+    start = comma + 1;
+  }
+  if (parts.size() < 3 || parts.size() > 4) return false;
+  int offset = 0;
+  return ParseInt(parts[0], 1, 1000000, raw.iSampleRate) && ParseInt(parts[1], 1, 255, raw.iChannels) &&
+         ParseRawCodec(Lower(parts[2]), raw.iCodec) &&
+         (parts.size() == 3 || (ParseInt(parts[3], 0, 0x7FFFFFFF, offset) && (raw.iOffset = offset, true)));
+}
+
+// The sentence a user reads when a file cannot be opened, by the source's error state.
+std::string OpenErrorMessage(const LSoundSource& source, const std::string& path, const std::string& extension) {
+  switch (source->GetErrorState()) {
+    case 3: return "Cannot open the file \"" + path + "\" because it is corrupt.";
+    case 4: return "Cannot open the file \"" + path + "\". Check it exists and you have read access.";
+    case 5:
+      if (extension == ".wav")
+        return "Cannot open the file \"" + path +
+               "\" because it is using an unknown codec or is possibly not a real wave file.";
+      [[fallthrough]];
+    default:
+      return "Cannot open the file \"" + path + "\". It is possible the file format is not supported by this program.";
+  }
+}
+
+bool IsRawExtension(const std::string& ext) { return ext == ".raw" || ext == ".pcm"; }
+
+LSoundSource OpenInput(const std::string& path, const std::string& ext, const LRawSettings* raw) {
+  if (ext == ".wav" || ext == ".wave" || ext == ".bwf") return LWaveFile::OpenSource(path);
+  if (ext == ".aif" || ext == ".aiff" || ext == ".aifc" || ext == ".afc") return LAifFile::OpenSource(path);
+  if (ext == ".au" || ext == ".snd") return LAuFile::OpenSource(path);
+  if (ext == ".gsm") return LGSMFile::OpenSource(path);
+  if (IsRawExtension(ext) && raw) return LRawFile::OpenSource(path, *raw);
+  return LSoundSource();
+}
+
+struct Options {
+  std::vector<std::string> positional;
+  int bits = 0;  // 0: not given
+  bool isFloat = false;
+  std::string format;
+  int rate = 0;
+  int channels = 0;
+  bool hasRaw = false;
+  LRawSettings raw;
+  bool hasRawCodec = false;
+  int rawCodec = LRawCodec::PCM16LE;
+};
+
+// Parses what follows the command; false with a message on `err` for anything wrong.
+bool ParseOptions(const std::vector<std::string>& args, std::size_t from, Options& o, std::FILE* err) {
+  for (std::size_t i = from; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    auto value = [&](std::string& v) {
+      if (i + 1 >= args.size()) {
+        std::fprintf(err, "tandrel-cli: %s needs a value\n", a.c_str());
+        return false;
+      }
+      v = args[++i];
+      return true;
+    };
+    std::string v;
+    if (a == "--bits") {
+      if (!value(v)) return false;
+      if (!ParseInt(v, 8, 32, o.bits) || o.bits % 8 != 0) {
+        std::fprintf(err, "tandrel-cli: --bits takes 8, 16, 24 or 32, not '%s'\n", v.c_str());
+        return false;
+      }
+    } else if (a == "--float") {
+      o.isFloat = true;
+    } else if (a == "--format") {
+      if (!value(v)) return false;
+      o.format = Lower(v);
+    } else if (a == "--rate") {
+      if (!value(v)) return false;
+      if (!ParseInt(v, 1000, 768000, o.rate)) {
+        std::fprintf(err, "tandrel-cli: --rate takes a rate from 1000 to 768000, not '%s'\n", v.c_str());
+        return false;
+      }
+    } else if (a == "--channels") {
+      if (!value(v)) return false;
+      if (!ParseInt(v, 1, 8, o.channels)) {
+        std::fprintf(err, "tandrel-cli: --channels takes 1 to 8, not '%s'\n", v.c_str());
+        return false;
+      }
+    } else if (a == "--raw") {
+      if (!value(v)) return false;
+      if (!ParseRawSettings(v, o.raw)) {
+        std::fprintf(err, "tandrel-cli: --raw takes RATE,CHANNELS,CODEC[,OFFSET], not '%s'\n", v.c_str());
+        return false;
+      }
+      o.hasRaw = true;
+    } else if (a == "--raw-codec") {
+      if (!value(v)) return false;
+      if (!ParseRawCodec(Lower(v), o.rawCodec)) {
+        std::fprintf(err, "tandrel-cli: unknown raw codec '%s'\n", v.c_str());
+        return false;
+      }
+      o.hasRawCodec = true;
+    } else if (a.size() > 1 && a[0] == '-') {
+      std::fprintf(err, "tandrel-cli: unknown option '%s'. Try 'tandrel-cli --help'.\n", a.c_str());
+      return false;
+    } else {
+      o.positional.push_back(a);
+    }
+  }
+  return true;
+}
+
+// Opens the input named on the command line, or says why not on `err`.
+bool OpenNamedInput(const std::string& path, const Options& o, std::FILE* err, LSoundSource& source) {
+  std::string ext = ExtensionOf(path);
+  if (!TDCliIsReadableExtension(ext)) {
+    std::fprintf(err, "tandrel-cli: %s\n",
+                 OpenErrorMessage(LSoundSource(), path, ext).c_str());  // no reader for this kind of file
+    return false;
+  }
+  if (IsRawExtension(ext) && !o.hasRaw) {
+    std::fprintf(err, "tandrel-cli: \"%s\" has no header: say what it holds with --raw RATE,CHANNELS,CODEC\n",
+                 path.c_str());
+    return false;
+  }
+  if (!LFile::Exists(path)) {
+    LSoundSource missing = LMakeErrorSource(4);
+    std::fprintf(err, "tandrel-cli: %s\n", OpenErrorMessage(missing, path, ext).c_str());
+    return false;
+  }
+  source = OpenInput(path, ext, o.hasRaw ? &o.raw : nullptr);
+  if (source->IsError()) {
+    std::fprintf(err, "tandrel-cli: %s\n", OpenErrorMessage(source, path, ext).c_str());
+    return false;
+  }
+  return true;
+}
+
+std::string FourCC(const std::uint8_t* p) {
+  std::string s;
+  for (int i = 0; i < 4; ++i) s += std::isprint(p[i]) ? static_cast<char>(p[i]) : '?';
+  return s;
+}
+
+const char* WavTagName(int tag) {
+  switch (tag) {
+    case LWavTagPCM: return "PCM";
+    case LWavTagADPCM: return "MS ADPCM";
+    case LWavTagFloat: return "IEEE float";
+    case LWavTagALaw: return "A-law";
+    case LWavTagULaw: return "mu-law";
+    case LWavTagIMAADPCM: return "IMA ADPCM";
+    case LWavTagGSM610: return "GSM 6.10";
+    case LWavTagMPEGLayer3: return "MPEG Layer 3";
+    default: return "unknown codec";
+  }
+}
+
+// What a WAV file says of itself: its codec, and every chunk of its RIFF body.
+void PrintWavDetails(const std::string& path, std::FILE* out) {
+  LFile file;
+  if (!file.OpenRead(path)) return;
+  LWavHeader header;
+  if (LWavReadHeader(file, header, false) != 0) return;
+  std::fprintf(out, "Codec:     %s (tag %d), %d bits, block align %d\n", WavTagName(header.iTag), header.iTag,
+               header.iBits, header.iBlockAlign);
+  const std::int64_t size = file.Size();
+  std::int64_t at = header.iRiffBody;
+  std::string list;
+  int shown = 0;
+  // A hostile file may claim any sizes; the walk stays inside the file and ends.
+  while (at + 8 <= size && shown < 256) {
+    std::uint8_t head[8];
+    if (!file.ReadExactAt(head, 8, at)) break;
+    std::uint32_t chunkSize = LReadLE32(head + 4);
+    if (!list.empty()) list += ", ";
+    list += FourCC(head) + " (" + std::to_string(chunkSize) + ")";
+    ++shown;
+    at += 8 + static_cast<std::int64_t>(chunkSize) + (chunkSize & 1);
+  }
+  std::fprintf(out, "Chunks:    %s\n", list.c_str());
+}
+
+const char* KindOf(const std::string& ext) {
+  if (ext == ".wav" || ext == ".wave" || ext == ".bwf") return "WAV";
+  if (ext == ".aif" || ext == ".aiff") return "AIFF";
+  if (ext == ".aifc" || ext == ".afc") return "AIFF/AIFC";
+  if (ext == ".au" || ext == ".snd") return "Sun/NeXT audio (AU)";
+  if (ext == ".gsm") return "GSM 06.10";
+  return "headerless";
+}
+
+int CmdInfo(const Options& o, std::FILE* out, std::FILE* err) {
+  if (o.positional.size() != 1) {
+    std::fprintf(err, "tandrel-cli: info takes one file\n");
+    return kExitUsage;
+  }
+  const std::string& path = o.positional[0];
+  LSoundSource source;
+  if (!OpenNamedInput(path, o, err, source)) return kExitFailed;
+  const std::string ext = ExtensionOf(path);
+  const int rate = source->GetSampleRate();
+  const int frames = source->GetEndSample();
+  std::fprintf(out, "File:      %s\n", path.c_str());
+  std::fprintf(out, "Format:    %s\n", KindOf(ext));
+  if (IsRawExtension(ext)) std::fprintf(out, "Body:      %s\n", RawCodecName(o.raw.iCodec));
+  std::fprintf(out, "Rate:      %d Hz\n", rate);
+  std::fprintf(out, "Channels:  %d\n", source->GetChannels());
+  if (source->IsStreaming())
+    std::fprintf(out, "Frames:    unknown (the file is still being written)\n");
+  else
+    std::fprintf(out, "Frames:    %d\nDuration:  %s\n", frames,
+                 _GetTextHMMSSFFF(LFramesToSoundTime(frames, rate)).c_str());
+  if (ext == ".wav" || ext == ".wave" || ext == ".bwf") PrintWavDetails(path, out);
+  return kExitOk;
+}
+
+// Opens the sink that OUT's extension and the options name, or says why not.
+bool OpenOutput(const std::string& path, const Options& o, int rate, int channels, std::FILE* err, LSoundSink& sink) {
+  const std::string ext = ExtensionOf(path);
+  std::string format = o.format;
+  if (format.empty()) format = o.isFloat ? "float" : "pcm";
+  const int bits = o.bits ? o.bits : 16;
+  auto refuse = [&](const char* why) {
+    std::fprintf(err, "tandrel-cli: cannot write %s: %s\n", path.c_str(), why);
+    return false;
+  };
+  if (o.isFloat && format != "float") return refuse("--float and --format disagree");
+  if (ext == ".wav") {
+    if (format == "pcm") sink = LWaveFile::OpenSinkPCM(path, rate, channels, bits);
+    else if (format == "float") sink = LWaveFile::OpenSinkFloat(path, rate, channels);
+    else if (format == "ulaw") sink = LWaveFile::OpenSinkG711(path, rate, channels, LWavTagULaw);
+    else if (format == "alaw") sink = LWaveFile::OpenSinkG711(path, rate, channels, LWavTagALaw);
+    else if (format == "gsm") sink = LGSMWaveOpenSink(path, rate, channels);
+    else return refuse("WAV files take pcm, float, ulaw, alaw or gsm");
+  } else if (ext == ".aif" || ext == ".aiff") {
+    if (format != "pcm") return refuse("AIFF holds integer samples only; use .aifc for other bodies");
+    sink = bits == 8 ? LAifFile::OpenSinkPCM8(path, rate, channels)
+           : bits == 24 ? LAifFile::OpenSinkPCM24(path, rate, channels)
+           : bits == 32 ? LAifFile::OpenSinkPCM32(path, rate, channels)
+                        : LAifFile::OpenSinkPCM16(path, rate, channels);
+  } else if (ext == ".aifc" || ext == ".afc") {
+    if (format == "pcm")
+      sink = bits == 8 ? LAifFile::OpenSinkPCM8AIFC(path, rate, channels)
+             : bits == 24 ? LAifFile::OpenSinkPCM24AIFC(path, rate, channels)
+             : bits == 32 ? LAifFile::OpenSinkPCM32AIFC(path, rate, channels)
+                          : LAifFile::OpenSinkPCM16AIFC(path, rate, channels);
+    else if (format == "sowt") sink = LAifFile::OpenSinkPCM16AIFCLE(path, rate, channels);
+    else if (format == "ulaw") sink = LAifFile::OpenSinkULawAIFC(path, rate, channels);
+    else if (format == "alaw") sink = LAifFile::OpenSinkALawAIFC(path, rate, channels);
+    else return refuse("AIFC files here take pcm, sowt, ulaw or alaw");
+  } else if (ext == ".au" || ext == ".snd") {
+    if (format == "pcm") {
+      if (bits != 8 && bits != 16) return refuse("AU files here take 8 or 16 bits");
+      sink = bits == 8 ? LAuFile::OpenSinkPCM8(path, rate, channels) : LAuFile::OpenSinkPCM16(path, rate, channels);
+    } else if (format == "ulaw") sink = LAuFile::OpenSinkULaw(path, rate, channels);
+    else if (format == "alaw") sink = LAuFile::OpenSinkALaw(path, rate, channels);
+    else return refuse("AU files take pcm, ulaw or alaw");
+  } else if (ext == ".gsm") {
+    if (rate != 8000 || channels != 1) return refuse(".gsm files hold 8000 Hz mono: add --rate 8000 --channels 1");
+    sink = LGSMFile::OpenSink(path);
+  } else if (IsRawExtension(ext)) {
+    LRawSettings raw;
+    raw.iSampleRate = rate;
+    raw.iChannels = channels;
+    raw.iCodec = o.hasRawCodec ? o.rawCodec : LRawCodec::PCM16LE;
+    sink = LRawFile::OpenSink(path, raw);
+  } else {
+    return refuse("unknown kind of file (use .wav, .aif, .aifc, .au, .gsm or .raw)");
+  }
+  if (sink->GetErrorFlags() & 1) {
+    std::fprintf(err, "tandrel-cli: cannot write %s: check the folder exists and you have write access\n",
+                 path.c_str());
+    return false;
+  }
+  return true;
+}
+
+int CmdConvert(const Options& o, std::FILE* err, LProcessInterface& progress) {
+  if (o.positional.size() != 2) {
+    std::fprintf(err, "tandrel-cli: convert takes an input file and an output file\n");
+    return kExitUsage;
+  }
+  const std::string& in = o.positional[0];
+  const std::string& outPath = o.positional[1];
+  LSoundSource source;
+  if (!OpenNamedInput(in, o, err, source)) return kExitFailed;
+  if (source->IsStreaming()) {
+    std::fprintf(err, "tandrel-cli: \"%s\" is still being written; convert it when it is finished\n", in.c_str());
+    return kExitFailed;
+  }
+  const int rate = o.rate ? o.rate : source->GetSampleRate();
+  const int channels = o.channels ? o.channels : source->GetChannels();
+  LSoundSink sink;
+  if (!OpenOutput(outPath, o, rate, channels, err, sink)) return kExitFailed;
+
+  LPRSourceToSink job;
+  job.szTitle = "Converting";
+  job.lssSource = source;
+  job.lsnkSink = sink;
+  LProcessResult result = Process(progress, job);
+  job.lsnkSink.Close();  // finishes the header
+  sink.Close();
+  if (result == 0) return kExitOk;
+  // A half-written file is worse than none: it would look finished to another program.
+  LFile::Remove(outPath);
+  if (result == 1) {
+    std::fprintf(err, "tandrel-cli: stopped; %s was not written\n", outPath.c_str());
+    return kExitStopped;
+  }
+  std::fprintf(err, "tandrel-cli: writing %s failed; is the disk full?\n", outPath.c_str());
+  return kExitFailed;
+}
+
+}  // namespace
+
+bool TDCliIsReadableExtension(const std::string& e) {
+  for (const char* known : {".wav", ".wave", ".bwf", ".aif", ".aiff", ".aifc", ".afc", ".au", ".snd", ".gsm", ".raw",
+                            ".pcm"})
+    if (e == known) return true;
+  return false;
+}
+
+int TDCliMain(const std::vector<std::string>& args, std::FILE* out, std::FILE* err, LProcessInterface& progress) {
+  if (args.empty()) {
+    std::fputs(kUsage, err);
+    return kExitUsage;
+  }
+  const std::string& command = args[0];
+  if (command == "--help" || command == "-h" || command == "help") {
+    std::fputs(kUsage, out);
+    return kExitOk;
+  }
+  if (command == "--version" || command == "-V") {
+    std::fprintf(out, "tandrel-cli %s\n", TANDREL_VERSION);
+    return kExitOk;
+  }
+  Options o;
+  if (command == "info" || command == "convert") {
+    if (!ParseOptions(args, 1, o, err)) return kExitUsage;
+    return command == "info" ? CmdInfo(o, out, err) : CmdConvert(o, err, progress);
+  }
+  std::fprintf(err, "tandrel-cli: unknown command '%s'. Try 'tandrel-cli --help'.\n", command.c_str());
+  return kExitUsage;
+}
