@@ -6,6 +6,7 @@
 #include <new>
 
 #include "foundation/byte_order.h"
+#include "foundation/file.h"
 
 namespace {
 
@@ -181,6 +182,43 @@ bool LSDFWriter<Stream>::WriteString(std::uint16_t id, std::string_view value, i
 template <class Stream>
 bool LSDFWriter<Stream>::WriteBlob(std::uint16_t id, void const* data, std::size_t size, int position) {
   return StartChunk(id, LSDFTypeBlob, position) && WriteData(data, size) && EndChunk(id);
+}
+
+template <class Stream>
+LProcessResult LSDFWriter<Stream>::WriteBlob(LProcessInterface& process, std::uint16_t id, std::string const& path,
+                                             std::size_t blockSize, int position) {
+  if (!bOk) return LProcessFailed;
+  LFile file;
+  std::vector<unsigned char> block;
+  try {
+    if (blockSize != 0) block.resize(blockSize);
+  } catch (std::bad_alloc const&) {
+  }
+  if (block.empty() || !file.OpenRead(path)) {
+    Fail();
+    return LProcessFailed;
+  }
+  // The size only scales the progress: the copy runs to the end of the file as
+  // it is read.
+  std::int64_t const size = file.Size();
+  if (!StartChunk(id, LSDFTypeBlob, position)) return LProcessFailed;
+  std::int64_t done = 0;
+  for (;;) {
+    if (process.IsToStop()) {
+      Fail();
+      return LProcessStopped;
+    }
+    std::int64_t const n = file.Read(block.data(), block.size());
+    if (n < 0) {
+      Fail();
+      return LProcessFailed;
+    }
+    if (n == 0) break;
+    if (!WriteData(block.data(), static_cast<std::size_t>(n))) return LProcessFailed;
+    done += n;
+    if (size > 0) process.SetProgress(std::min(1.0, static_cast<double>(done) / static_cast<double>(size)));
+  }
+  return EndChunk(id) ? LProcessFinished : LProcessFailed;
 }
 
 template <class Stream>

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/process_interface.h"
 #include "foundation/sdf_stream.h"
 
 // The chunk container that every saved structure is written in: project files,
@@ -129,6 +130,12 @@ class LSDFWriter {
   bool WriteData(void const* data, std::size_t size);
   // An empty one (size 0) stands for no chunk and writes nothing.
   bool WriteUnknownChunk(LSDFUnknownChunk const& chunk);
+  // Copies the file at `path` into a blob, `blockSize` bytes at a time, polling
+  // for a stop and reporting the fraction of the file copied after each block.
+  // LProcessFinished, or LProcessStopped or LProcessFailed, either of which ends
+  // the writer as a failed write does.
+  LProcessResult WriteBlob(LProcessInterface& process, std::uint16_t id, std::string const& path, std::size_t blockSize,
+                           int position = -1);
 
   // Ends the root and writes the trailer. True when the whole file was written;
   // also true for a writer that was never opened, as there was nothing to lose.

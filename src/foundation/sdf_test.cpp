@@ -577,6 +577,58 @@ TEST_F(SdfFileTest, FileStreamsWriteTheSameBytesAsMemoryAndReadThemBack) {
   EXPECT_TRUE(r.Close());
 }
 
+// Stops at the poll after `stopAfter` polls, and keeps the progress reported.
+class StopAfter : public LProcessInterfaceVoid {
+ public:
+  explicit StopAfter(int stopAfter) : iStopAfter(stopAfter) {}
+  bool IsToStop() override { return iPolls++ >= iStopAfter; }
+  void SetProgress(double done) override { vProgress.push_back(done); }
+  int iStopAfter;
+  int iPolls = 0;
+  std::vector<double> vProgress;
+};
+
+TEST_F(SdfFileTest, AFileCopiedIntoABlobReportsProgressAndCanBeStopped) {
+  Bytes content(10000);
+  for (std::size_t i = 0; i < content.size(); ++i) content[i] = static_cast<unsigned char>(i % 251);
+  std::string const path = (folder / "song.mid").string();
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<char const*>(content.data()), static_cast<std::streamsize>(content.size()));
+
+  LOutputStreamMemory out;
+  Writer w;
+  ASSERT_TRUE(w.Open(out, kType, kVersion));
+  w.WriteInt(1, 5);
+  StopAfter never(1000);
+  EXPECT_EQ(w.WriteBlob(never, 2, path, 3000), LProcessFinished);
+  EXPECT_EQ(never.vProgress, (std::vector<double>{0.3, 0.6, 0.9, 1.0}));
+  w.WriteString(3, "after");
+  ASSERT_TRUE(w.Close());
+  LInputStreamMemory in(out.GetData());
+  Reader r;
+  ASSERT_TRUE(r.Open(in, kType));
+  Iterator it(r);
+  ASSERT_TRUE(it.Next());
+  Bytes data;
+  EXPECT_TRUE(it->ReadData(data));
+  EXPECT_TRUE(data == content);
+  ASSERT_TRUE(it.Next());
+  EXPECT_EQ(it->GetChunkID(), 3);
+  EXPECT_TRUE(r.Close());
+
+  // A stop or a missing file ends the writer.
+  StopAfter soon(2);
+  LOutputStreamMemory stopped;
+  ASSERT_TRUE(w.Open(stopped, kType, kVersion));
+  EXPECT_EQ(w.WriteBlob(soon, 2, path, 3000), LProcessStopped);
+  EXPECT_EQ(soon.vProgress.size(), 2u);
+  EXPECT_FALSE(w.Close());
+  LOutputStreamMemory missing;
+  ASSERT_TRUE(w.Open(missing, kType, kVersion));
+  EXPECT_EQ(w.WriteBlob(never, 2, (folder / "none.mid").string(), 3000), LProcessFailed);
+  EXPECT_FALSE(w.Close());
+}
+
 TEST_F(SdfFileTest, AFullDiskFailsTheClose) {
   if (!fs::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
   LOutputStreamFile file;
