@@ -35,6 +35,9 @@ struct LThreadRunOnMainThreadTicket {
   std::shared_ptr<LThreadRunOnMainThread::State> state;
   std::uint64_t id;
 
+  // Spelled out because clang 14 cannot make_shared an aggregate.
+  LThreadRunOnMainThreadTicket(std::shared_ptr<LThreadRunOnMainThread::State> s, std::uint64_t i)
+      : state(std::move(s)), id(i) {}
   ~LThreadRunOnMainThreadTicket() { delete state->Take(id); }
 
   void Run() {

@@ -91,7 +91,7 @@ LSignalObject::~LSignalObject() {
 }
 
 void LSignalObjectGroup::Add(LSignalObjectRef signal) {
-  signals.push_back(signal);
+  vSignals.push_back(signal);
 }
 
 int LSignalObjectGroup::Select(unsigned int ms) const {
@@ -102,7 +102,7 @@ int LSignalObjectGroup::SelectWith(LSignalObjectRef extra, unsigned int ms) cons
   // Small groups (a stop signal and a few others): a stack array avoids a heap
   // allocation on every wait.
   constexpr std::size_t kOnStack = 16;
-  std::size_t const count = signals.size() + 1;
+  std::size_t const count = vSignals.size() + 1;
   pollfd local[kOnStack];
   std::vector<pollfd> heap;
   pollfd* fds = local;
@@ -110,8 +110,8 @@ int LSignalObjectGroup::SelectWith(LSignalObjectRef extra, unsigned int ms) cons
     heap.resize(count);
     fds = heap.data();
   }
-  for (std::size_t i = 0; i < signals.size(); ++i) fds[i] = pollfd{signals[i].GetReadFd(), POLLIN, 0};
-  fds[signals.size()] = pollfd{extra.GetReadFd(), POLLIN, 0};
+  for (std::size_t i = 0; i < vSignals.size(); ++i) fds[i] = pollfd{vSignals[i].GetReadFd(), POLLIN, 0};
+  fds[vSignals.size()] = pollfd{extra.GetReadFd(), POLLIN, 0};
   if (PollForInput(fds, count, ms) <= 0) return -1;
   for (std::size_t i = 0; i < count; ++i) {
     if (HasInput(fds[i])) return static_cast<int>(i);
@@ -120,5 +120,5 @@ int LSignalObjectGroup::SelectWith(LSignalObjectRef extra, unsigned int ms) cons
 }
 
 bool LSignalObjectGroup::IsSignaled(std::size_t index) const {
-  return index < signals.size() && signals[index].IsSignaled();
+  return index < vSignals.size() && vSignals[index].IsSignaled();
 }

@@ -53,7 +53,7 @@ class LSignalObject : public LSignalObjectRef {
 class LSignalObjectGroup {
  public:
   void Add(LSignalObjectRef signal);
-  std::size_t GetCount() const { return signals.size(); }
+  std::size_t GetCount() const { return vSignals.size(); }
 
   // Index of the first member that is set, or -1 after `ms` without any.
   int Select(unsigned int ms) const;
@@ -65,5 +65,5 @@ class LSignalObjectGroup {
   int SelectWith(LSignalObjectRef extra, unsigned int ms) const;
 
  private:
-  std::vector<LSignalObjectRef> signals;
+  std::vector<LSignalObjectRef> vSignals;
 };

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/main_thread_queue.h"
+
 // What the controller needs from the windows. The Qt layer implements it; tests
 // use a scripted fake. Texts arrive finished, in the program's own words.
 class TDMainWindowView {
@@ -38,12 +40,13 @@ class TDMainWindowView {
 };
 
 // The main thread's event queue and its one-shot timers. Every timer is keyed
-// by a small integer; arming a timer that is armed already restarts it.
-class TDMainLoop {
+// by a small integer; arming a timer that is armed already restarts it. The loop
+// that runs the program registers itself as the process's main-thread queue, which
+// is how jobs on other threads reach the main thread.
+class TDMainLoop : public LMainThreadQueue {
  public:
-  virtual ~TDMainLoop() = default;
   virtual void SetTimer(int id, unsigned ms) = 0;
   virtual void KillTimer(int id) = 0;
   // Runs `work` later on the main thread. Safe to call from any thread.
-  virtual void PostToMainThread(std::function<void()> work) = 0;
+  void PostToMainThread(std::function<void()> work) override = 0;
 };

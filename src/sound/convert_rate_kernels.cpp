@@ -116,8 +116,12 @@ void Run(LRateKernelArgs const& a, float* out, int frames, int& index, int& phas
 // Built for AVX2 and FMA whatever the build's baseline; only reached after the
 // processor said it has them. Everything it calls is defined in this region, so no
 // AVX instruction leaks into code that runs on an older processor.
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2,fma"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2,fma")
+#endif
 
 namespace {
 namespace avx2 {
@@ -196,7 +200,11 @@ void Run(LRateKernelArgs const& a, float* out, int frames, int& index, int& phas
 }  // namespace avx2
 }  // namespace
 
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif
 
 #endif
 

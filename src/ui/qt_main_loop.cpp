@@ -1,8 +1,19 @@
 #include "ui/qt_main_loop.h"
 
+#include <QCoreApplication>
 #include <QMetaObject>
 
-TDQtMainLoop::TDQtMainLoop(QObject* parent) : QObject(parent) {}
+TDQtMainLoop::TDQtMainLoop(QObject* parent) : QObject(parent) {
+  LRegisterMainThreadQueue(this);
+}
+
+TDQtMainLoop::~TDQtMainLoop() {
+  LUnregisterMainThreadQueue(this);
+}
+
+bool TDQtMainLoop::IsMainLoopRunning() const {
+  return QCoreApplication::instance() != nullptr && !QCoreApplication::closingDown();
+}
 
 void TDQtMainLoop::SetTimer(int id, unsigned ms) {
   QTimer*& timer = timers[id];
