@@ -1,6 +1,8 @@
 #include "sound/sink_limit.h"
 
-bool LPRLimitForSink(LSoundSource& source) {
-  if (source->IsError()) return true;  // the caller's error test reports this one
-  return source->GetPeakBound() <= LPRSinkCeiling;
+#include "sound/peak_limit.h"
+
+void LPRLimitForSink(LSoundSource& source) {
+  if (source->IsError()) return;  // the caller's error test reports this one
+  source = LSPPeakLimit(LPRSinkCeiling).OpenSource(source);
 }

@@ -7,12 +7,11 @@
 #include <new>
 #include <string>
 
+#include "sound/cross_mix.h"
 #include "sound/sink_limit.h"
 #include "sound/source_format.h"
 
 namespace {
-
-constexpr char kCrossMixMissing[] = "The sound cannot be written: cross-mixing is not available.";
 
 bool SinkFailed(LSoundSink const& sink) {
   return (sink->GetErrorFlags() & LSoundSinkErrorFailed) != 0;
@@ -29,10 +28,6 @@ int Prepare(LProcessInterface& pi, char const* title, LSoundSource& source, LSou
   if (source->IsError() || SinkFailed(sink)) return LProcessFailed;
   LSPConvertSourceRateChannels(sink->GetSampleRate(), sink->GetChannels(), source);
   if (source->IsError()) return LProcessFailed;
-  if (!LPRLimitForSink(source)) {
-    pi.SetError(LPRSinkLimiterMissing);
-    return LProcessFailed;
-  }
   return -1;
 }
 
@@ -51,13 +46,18 @@ LProcessResult Process(LProcessInterface& pi, LPRSourceToSink& job) {
   std::int64_t const total =
       static_cast<std::int64_t>(source->GetEndSample()) - static_cast<std::int64_t>(source->GetPositionSample());
 
-  if (job.bCrossMix) {
-    // The cross-mix into the second source is not part of the program yet; a copy
-    // without it would end in a click where the caller asked for a seamless join.
-    pi.SetError(kCrossMixMissing);
-    return LProcessFailed;
-  }
   if (total <= 0) return LProcessFinished;
+  if (job.bCrossMix) {
+    LSoundSource second = job.lssCrossMix;
+    LSPConvertSourceRateChannels(sink->GetSampleRate(), sink->GetChannels(), second);
+    if (second->IsError()) return LProcessFailed;
+    int const length = static_cast<int>(
+        std::clamp<std::int64_t>(source->GetSampleRate() / 10, 1, std::max<std::int64_t>(1, total / 10)));
+    source = LSPCrossMix(length, second).OpenSource(source);
+    if (source->IsError()) return LProcessFailed;
+  }
+  // Last of all the limiter, so that nothing the join adds can reach the file as an over.
+  LPRLimitForSink(source);
 
   // Reads and writes go in bursts of several blocks so that a disk does not seek
   // between the input file and the output file for every block. When memory for a
@@ -98,6 +98,7 @@ LProcessResult Process(LProcessInterface& pi, LPRSourceToSinkStreaming& job) {
   LSoundSource source = job.lssSource;
   LSoundSink const& sink = job.lsnkSink;
   if (int const r = Prepare(pi, job.szTitle, source, sink); r >= 0) return r;
+  LPRLimitForSink(source);
   source->Seek(0);
 
   bool const indeterminate = job.tTotal <= 0;
