@@ -239,6 +239,19 @@ TEST_F(CutListFilesTest, OneFileReadsZerosAroundItsFramesAndSilenceWhenMissing) 
   for (float v : buf) EXPECT_EQ(v, 0.0f);
 
   EXPECT_FALSE(LCutListAudio().OpenSource().IsGood());
+
+  // Segments that all have no length (a damaged file can say so) read as zeros
+  // from anywhere, before the start too.
+  LCutListAudio hollow;
+  hollow.SetChannels(2);
+  hollow.AppendSegment(LCutListSegment(n, 0, 0));
+  LSoundSource empty = hollow.OpenSource();
+  EXPECT_EQ(empty->GetEndSample(), 0);
+  empty->Seek(-100);
+  std::fill(buf.begin(), buf.end(), 9.0f);
+  empty->Read(buf.data(), 10);
+  for (float v : buf) EXPECT_EQ(v, 0.0f);
+  EXPECT_EQ(empty->GetPositionSample(), -90);
 }
 
 // A fragmented list read in odd blocks from random places plays exactly what its

@@ -116,9 +116,8 @@ void LCutListAudioSource::Read(float* buffer, int frames) {
   while (frames > 0) {
     if (iCurrent >= vPieces.size()) {
       // Before the first frame or past the last: zeros up to where a piece begins.
-      std::int64_t next = INT64_MAX;
-      if (iPosition < 0 && !vPieces.empty()) next = 0;
-      int const n = static_cast<int>(std::min<std::int64_t>(frames, next - iPosition));
+      int n = frames;
+      if (iPosition < 0 && !vPieces.empty()) n = static_cast<int>(std::min<std::int64_t>(frames, -iPosition));
       LZeroFrames(buffer, n, channels);
       buffer += static_cast<std::size_t>(n) * channels;
       frames -= n;

@@ -60,7 +60,6 @@ class TDConsoleProgress : public LProcessInterface {
   bool bBarShown = false;
   bool bIndeterminate = false;
   double dProgress = 0.0;
-  int iShownPercent = -1;
   int iLastDecile = 0;
   int iSpin = 0;
   std::chrono::steady_clock::time_point tLastTurn;
