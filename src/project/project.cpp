@@ -1,10 +1,12 @@
 #include "project/project.h"
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <system_error>
 
 #include "foundation/app_paths.h"
+#include "project/clip_audio.h"
 #include "project/project_paths.h"
 
 namespace {
@@ -126,6 +128,109 @@ bool TDProject::IsClipInEditRegion(LSoundTime clipStart, LSoundTime clipEnd, int
   if (r.iStart == r.iEnd || r.iFirstTrack > r.iLastTrack) return false;
   if (r.iEnd < clipStart || clipEnd < r.iStart) return false;
   return track >= r.iFirstTrack && track <= r.iLastTrack;
+}
+
+TDClip* TDProject::GetClipInEditRegion() const {
+  for (auto const& c : Clips.GetClips()) {
+    if (IsClipInEditRegion(*c)) return c.get();
+  }
+  return nullptr;
+}
+
+int TDProject::GetNumClipsInEditRegion() const {
+  int n = 0;
+  for (auto const& c : Clips.GetClips()) n += IsClipInEditRegion(*c) ? 1 : 0;
+  return n;
+}
+
+TDClip* TDProject::AddClip(std::unique_ptr<TDClip> clip, int track, bool findFree) {
+  if (!clip || Tracks.GetTrackCount() == 0) return nullptr;
+  if (!Tracks.IsTrackValid(track)) track = Tracks.GetCurrentTrackIndex();
+  clip->uClipId = TDClipID::GetNewId();
+  clip->BindTrack(Tracks.GetTrack(track), track);
+  if (findFree) {
+    int free = FindTrackNoOverlapped(*clip);
+    if (free == INT_MIN) {
+      // Every track is taken at that time: a new one below the last takes it.
+      int const last = Tracks.GetTrackCount() - 1;
+      if (AddTrackAfter(last) != nullptr) free = last + 1;
+    }
+    if (free != INT_MIN) clip->BindTrack(Tracks.GetTrack(free), free);
+  }
+  TDClip* added = Clips.AddClip(std::move(clip));
+  ResetEnd();
+  return added;
+}
+
+TDClip* TDProject::AddClipFinalise(std::unique_ptr<TDClip> clip, std::string const& path, int track,
+                                   LSoundTime position) {
+  int const count = Tracks.GetTrackCount();
+  if (!clip || count == 0) return nullptr;
+  if (track < 0 || track >= count) track = ((track % count) + count) % count;
+  clip->uClipId = TDClipID::GetNewId();
+  std::size_t const slash = path.find_last_of('/');
+  clip->szName = slash == std::string::npos ? path : path.substr(slash + 1);
+  clip->iPosition = position;
+  clip->BindTrack(Tracks.GetTrack(track), track);
+  TDClip* added = Clips.AddClip(std::move(clip));
+  ResetEnd();
+  return added;
+}
+
+TDClip* TDProject::AddTemporaryClip(LCutListAudio const& list, LSoundTime position, int track) {
+  auto clip = std::make_unique<TDClipAudio>(list);
+  clip->szName = "Recording...";
+  clip->iPosition = position;
+  clip->BindTrack(Tracks.GetTrack(track), track);
+  TDClip* added = Clips.AddTemporaryClip(std::move(clip));
+  ResetEnd();
+  return added;
+}
+
+bool TDProject::DeleteClip(std::uint32_t id) { return DeleteClip(Clips.GetClip(id)); }
+
+bool TDProject::DeleteClip(TDClip const* clip) {
+  if (!Clips.DeleteClip(clip)) return false;
+  NotifyClipsChanged();
+  return true;
+}
+
+int TDProject::DeleteSelectedClips() {
+  std::vector<TDClip const*> doomed;
+  for (auto const& c : Clips.GetClips()) {
+    if (c->bSelected && !c->bLocked) doomed.push_back(c.get());
+  }
+  for (TDClip const* c : doomed) Clips.DeleteClip(c);
+  if (!doomed.empty()) NotifyClipsChanged();
+  return static_cast<int>(doomed.size());
+}
+
+int TDProject::FindTrackNoOverlapped(TDClip const& clip) const { return FindTrackNoOverlapped(clip, clip.iTrackIndex); }
+
+int TDProject::FindTrackNoOverlapped(TDClip const& clip, int own) const {
+  bool taken[256] = {};
+  for (auto const& c : Clips.GetClips()) {
+    if (c.get() == &clip || c->iTrackIndex < 0 || c->iTrackIndex > own || c->iTrackIndex >= 256) continue;
+    if (c->Overlaps(clip.iPosition, clip.GetEndTime())) taken[c->iTrackIndex] = true;
+  }
+  for (int t = std::min(own, 255); t >= 0; --t) {
+    if (Tracks.IsTrackValid(t) && !taken[t]) return t;
+  }
+  return INT_MIN;
+}
+
+int TDProject::AdjustClipPositionNoOverlapping(TDClip const& clip, int track) const {
+  int const count = Tracks.GetTrackCount();
+  if (count == 0) return track;
+  track = ((track % count) + count) % count;
+  int const free = FindTrackNoOverlapped(clip, track);
+  return free == INT_MIN ? track : free;
+}
+
+LProcessResult TDProject::StretchClip(LProcessInterface& pi, TDClip& clip, LSoundTime length, bool keepPitch) {
+  LProcessResult const r = clip.Stretch(pi, length, keepPitch);
+  if (r == LProcessFinished) ResetEnd();
+  return r;
 }
 
 int TDProject::GetNewTakeGroupId() const {

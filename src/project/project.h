@@ -1,11 +1,13 @@
 #pragma once
 #include <ctime>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <string>
 
 #include "foundation/sound_time.h"
 #include "project/bookmark.h"
+#include "project/clip.h"
 #include "project/clips_manager.h"
 #include "project/metronome_feature.h"
 #include "project/project_notify.h"
@@ -38,6 +40,8 @@ struct TDEditRegion {
 // Still to come with their own work: surround speaker positions (the project is
 // also its surround feature), Beat Designer patterns, export tags, the file chunks
 // this version does not know, and the MIDI tempo events built from the tempo list.
+class LCutListAudio;
+
 class TDProject {
  public:
   static constexpr LSoundTime kMinimumEnd = 120000;
@@ -77,7 +81,40 @@ class TDProject {
   // that only touches the selected range counts.
   bool IsClipInEditRegion(LSoundTime clipStart, LSoundTime clipEnd, int track) const;
 
+  bool IsClipInEditRegion(TDClip const& clip) const {
+    return IsClipInEditRegion(clip.iPosition, clip.GetEndTime(), clip.iTrackIndex);
+  }
+  // The first clip in the selection (list order), their count, whether there is one.
+  TDClip* GetClipInEditRegion() const;
+  int GetNumClipsInEditRegion() const;
+  bool IsAnyClipInEditRegion() const { return GetClipInEditRegion() != nullptr; }
+
   int GetNewTakeGroupId() const;
+
+  // Places a clip: on track `track`, or the current track when there is no such
+  // track; a fresh id; bound to the track; in order. With `findFree` it goes to the
+  // first track from there on down where it overlaps nothing, and to a new track
+  // when none is free. Null, with the clip dropped, when the project has no track.
+  TDClip* AddClip(std::unique_ptr<TDClip> clip, int track, bool findFree);
+  // A clip made from a file: named after the file, at `position`, on `track`
+  // (which wraps round the track count).
+  TDClip* AddClipFinalise(std::unique_ptr<TDClip> clip, std::string const& path, int track, LSoundTime position);
+  // The placeholder of a recording in progress, named "Recording...".
+  TDClip* AddTemporaryClip(LCutListAudio const& list, LSoundTime position, int track);
+  bool DeleteClip(std::uint32_t id);
+  bool DeleteClip(TDClip const* clip);
+  // Deletes every selected clip that is not locked; the count deleted.
+  int DeleteSelectedClips();
+  // The first track from the clip's own down (towards index 0) where it overlaps
+  // no other clip, or INT_MIN when every one is taken. Clips that only touch don't
+  // overlap.
+  int FindTrackNoOverlapped(TDClip const& clip) const;
+  // The same as if the clip stood on track `from`.
+  int FindTrackNoOverlapped(TDClip const& clip, int from) const;
+  // A free track for the clip near `track`, or `track` itself.
+  int AdjustClipPositionNoOverlapping(TDClip const& clip, int track) const;
+  // Stretches a clip to `length` ms and grows the project to cover it.
+  LProcessResult StretchClip(LProcessInterface& pi, TDClip& clip, LSoundTime length, bool keepPitch);
 
   // Bookmarks are kept newest first.
   void AddBookmark(const LTimeLineBookmark& bookmark);

@@ -44,8 +44,8 @@ inline float KnownSample(int fileTag, int frame, int channel) {
 
 // Writes a new file pair of `frames` known samples through the list's own sink;
 // the list becomes one segment over it. Returns the file's number.
-inline LAudioCutRef MakeKnownFile(LCutListAudio& list, int fileTag, int frames, int channels) {
-  LSoundSink sink = list.OpenSink(44100, channels);
+inline LAudioCutRef MakeKnownFile(LCutListAudio& list, int fileTag, int frames, int channels, int rate = 44100) {
+  LSoundSink sink = list.OpenSink(rate, channels);
   EXPECT_FALSE(sink->IsError());
   std::vector<float> block(static_cast<std::size_t>(frames) * channels);
   for (int f = 0; f < frames; ++f) {

@@ -1,0 +1,338 @@
+#include "project/clip_audio.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "project/cut_list_load_save.h"
+#include "project/track.h"
+#include "sound/source_format.h"
+
+// ---- stretching ----
+
+namespace {
+
+// Claims another rate for the same frames: played back and converted to the old
+// rate, the sound runs faster or slower, pitch and all.
+class LSRCClaimRate : public LSoundProcessBase {
+ public:
+  LSRCClaimRate(LSoundSource const& source, int rate) : LSoundProcessBase(source) {
+    if (rate < 1) {
+      uErrorState = LSoundErrorParameters;
+    } else {
+      sSampleRate = rate;
+    }
+  }
+  void Read(float* buffer, int frames) override { lssSource->Read(buffer, frames); }
+};
+
+LSoundSource PlainSpeedChange(LSoundSource const& source, double ratio, bool keepPitch) {
+  if (keepPitch || !(ratio > 0.0)) return LSoundSource();
+  int const rate = source->GetSampleRate();
+  LSoundSource out = LSoundSource::Make<LSRCClaimRate>(source, static_cast<int>(std::lround(rate * ratio)));
+  LSPConvertSourceRateChannels(rate, source->GetChannels(), out);
+  return out;
+}
+
+TDStretchSourceMaker& StretchMaker() {
+  static TDStretchSourceMaker maker = PlainSpeedChange;
+  return maker;
+}
+
+}  // namespace
+
+void TDSetStretchSourceMaker(TDStretchSourceMaker maker) {
+  StretchMaker() = maker ? std::move(maker) : TDStretchSourceMaker(PlainSpeedChange);
+}
+
+LSoundSource TDMakeStretchSource(LSoundSource const& source, double ratio, bool keepPitch) {
+  return StretchMaker()(source, ratio, keepPitch);
+}
+
+// ---- the sound of a clip ----
+
+namespace {
+
+// The chain a clip plays through: its audio, brought to stereo, shaped by its
+// lines, and converted to what the mix asks. The track's switches for the lines
+// count as they stand when the source is made.
+class TDClipSource : public LSoundSourceBase {
+ public:
+  TDClipSource(TDClipAudio const& clip, int rate, int channels)
+      : LSoundSourceBase(rate, channels, LSoundPeakUnknown) {
+    LSoundSource chain = clip.GetCutListAudio().OpenSource();
+    if (chain->GetChannels() != 2) LSPConvertSourceRateChannels(chain->GetSampleRate(), 2, chain);
+    LSPConvertSourceRateChannels(rate, channels, chain);
+    chain->Seek(0);
+    lssChain = chain;
+    if (lssChain->IsError()) uErrorState = LSoundErrorBelow;
+    fPeakBound = lssChain->GetPeakBound();
+  }
+
+  void Read(float* buffer, int frames) override { lssChain->Read(buffer, frames); }
+  int GetPositionSample() const override { return lssChain->GetPositionSample(); }
+  int GetEndSample() const override { return lssChain->GetEndSample(); }
+  void Seek(int frame) override { lssChain->Seek(frame); }
+  bool ControlMessage(int code, long* value) override { return lssChain->ControlMessage(code, value); }
+
+ private:
+  LSoundSource lssChain;
+};
+
+// A fresh list filled from `source` by the copy job, under `title`.
+LProcessResult FillList(LProcessInterface& pi, char const* title, LSoundSource const& source, LCutListAudio& out) {
+  LCutListAudioLoadSource job{title, &out, source};
+  LProcessResult const r = Process(pi, job);
+  if (r == LProcessFailed && !out.GetErrorText().empty()) pi.SetError(out.GetErrorText().c_str());
+  return r;
+}
+
+std::int64_t Modulo(std::int64_t a, std::int64_t m) { return ((a % m) + m) % m; }
+
+}  // namespace
+
+// ---- TDClipAudio ----
+
+TDClipAudio::TDClipAudio() = default;
+
+TDClipAudio::TDClipAudio(LCutListAudio const& list) { SetCutListAudio(list); }
+
+TDClipAudio::~TDClipAudio() = default;
+
+std::unique_ptr<TDClip> TDClipAudio::Clone() const { return std::unique_ptr<TDClip>(new TDClipAudio(*this)); }
+
+std::string TDClipAudio::GetTitle() const {
+  if (IsTake()) return szName + " Take " + std::to_string(iTakeNumber);
+  return szName;
+}
+
+void TDClipAudio::SetCutListAudio(LCutListAudio const& list) {
+  clCurrent = list;
+  clBase = list;
+  clOriginal = list;
+  bWaveformStale = true;
+}
+
+LSoundTime TDClipAudio::GetEnd() const {
+  int const rate = std::max(1, clCurrent.GetSampleRate());
+  std::int64_t const frames = clCurrent.GetEndSample();
+  return static_cast<LSoundTime>((frames * 2000 + rate) / (2 * static_cast<std::int64_t>(rate)));
+}
+
+void TDClipAudio::SetAsTrimOrExpandBase() {
+  clBase = clCurrent;
+  iPendingTrimStart = iPendingTrimEnd = 0;
+  iTrimStartTotal = iTrimEndTotal = 0;
+}
+
+void TDClipAudio::TrimOrExpand() {
+  if (iPendingTrimStart == 0 && iPendingTrimEnd == 0) return;
+  std::int64_t const length = clBase.GetEndSample();
+  if (length <= 0) return;
+  int const rate = clBase.GetSampleRate();
+  // The totals already hold the change; the pending values say how large it was.
+  std::int64_t const oldFrom = TDTimeToFrames(iTrimStartTotal - iPendingTrimStart, rate);
+  std::int64_t const newFrom = TDTimeToFrames(iTrimStartTotal, rate);
+  std::int64_t const oldTo = length + TDTimeToFrames(iTrimEndTotal - iPendingTrimEnd, rate);
+  std::int64_t const newTo = length + TDTimeToFrames(iTrimEndTotal, rate);
+  // Only the edge that moved changes: what plays keeps its own edits (a silenced
+  // stretch stays silent), and new frames come from the repeated base.
+  if (newTo < oldTo) {
+    clCurrent.EfTrimEnd(static_cast<int>(std::max<std::int64_t>(0, newTo - oldFrom)));
+  } else if (newTo > oldTo) {
+    clCurrent.EfInsert(clCurrent.GetEndSample(), Window(std::max(oldTo, oldFrom), newTo));
+  }
+  if (newFrom > oldFrom) {
+    clCurrent.EfTrimStart(static_cast<int>(newFrom - oldFrom));
+  } else if (newFrom < oldFrom) {
+    clCurrent.EfInsert(0, Window(newFrom, oldFrom));
+  }
+  bWaveformStale = true;
+}
+
+LCutListAudio TDClipAudio::Window(std::int64_t from, std::int64_t to) const {
+  // Frames [from, to) of the base repeated for ever both ways: a piece from the
+  // right phase of the base, whole copies, and a head of the base to finish.
+  LCutListAudio out = clBase;
+  out.Clear();
+  std::int64_t const length = clBase.GetEndSample();
+  if (length <= 0) return out;
+  LCutListAudio piece;
+  for (std::int64_t at = from; at < to;) {
+    std::int64_t const phase = Modulo(at, length);
+    std::int64_t const take = std::min(length - phase, to - at);
+    if (phase == 0 && take == length) {
+      out.EfInsert(out.GetEndSample(), clBase);
+    } else {
+      clBase.EfCopy(static_cast<int>(phase), static_cast<int>(phase + take), piece);
+      out.EfInsert(out.GetEndSample(), piece);
+    }
+    at += take;
+  }
+  return out;
+}
+
+void TDClipAudio::ReCreateCutListAudio() {
+  std::int64_t const length = clBase.GetEndSample();
+  if (length <= 0) return;
+  int const rate = clBase.GetSampleRate();
+  clCurrent = Window(TDTimeToFrames(iTrimStartTotal, rate), length + TDTimeToFrames(iTrimEndTotal, rate));
+}
+
+std::unique_ptr<TDClipAudio> TDClipAudio::Split(LSoundTime time) {
+  if (time <= iPosition || time >= GetEndTime()) return nullptr;
+  int const frames = TDTimeToFrames(time - iPosition, GetSampleRate());
+  if (frames <= 0 || frames >= clCurrent.GetEndSample()) return nullptr;
+  std::unique_ptr<TDClipAudio> right(new TDClipAudio(*this));
+  clCurrent.EfTrimEnd(frames);
+  right->clCurrent.EfTrimStart(frames);
+  SetAsTrimOrExpandBase();
+  right->SetAsTrimOrExpandBase();
+  bWaveformStale = right->bWaveformStale = true;
+  return right;
+}
+
+void TDClipAudio::CutFromMiddle(LSoundTime start, LSoundTime end) {
+  start = std::clamp(start, iPosition, GetEndTime());
+  end = std::clamp(end, iPosition, GetEndTime());
+  if (start >= end) return;
+  if (start == iPosition) {
+    SetTrimOrExpandStart(end - start);
+    TrimOrExpandStart();
+  } else if (end == GetEndTime()) {
+    SetTrimOrExpandEnd(start - end);
+    TrimOrExpandEnd();
+  } else {
+    int const rate = GetSampleRate();
+    clCurrent.EfDelete(TDTimeToFrames(start - iPosition, rate), TDTimeToFrames(end - iPosition, rate));
+    SetAsTrimOrExpandBase();
+  }
+  bWaveformStale = true;
+  ReCreateWaveProfile();
+}
+
+void TDClipAudio::SilenceRegion(LSoundTime start, LSoundTime end) {
+  start = std::clamp(start, iPosition, GetEndTime());
+  end = std::clamp(end, iPosition, GetEndTime());
+  if (start >= end) return;
+  int const rate = GetSampleRate();
+  clCurrent.EfSilence(TDTimeToFrames(start - iPosition, rate), TDTimeToFrames(end - iPosition, rate));
+  bWaveformStale = true;
+  ReCreateWaveProfile();
+}
+
+bool TDClipAudio::Join(TDClip const& clip, bool before) {
+  auto const* other = dynamic_cast<TDClipAudio const*>(&clip);
+  if (other == nullptr || other == this) return false;
+  LCutListAudio const& theirs = other->clCurrent;
+  if (theirs.GetSampleRate() != clCurrent.GetSampleRate() || theirs.GetChannels() != clCurrent.GetChannels()) {
+    return false;
+  }
+  LCutListAudio joined = clCurrent;
+  joined.EfInsert(before ? 0 : joined.GetEndSample(), theirs);
+  clCurrent = joined;
+  clOriginal = joined;
+  SetAsTrimOrExpandBase();
+  bWaveformStale = true;
+  ReCreateWaveProfile();
+  return true;
+}
+
+LProcessResult TDClipAudio::RestoreToOriginal(LProcessInterface&) {
+  clCurrent = clOriginal;
+  clBase = clOriginal;
+  iPendingTrimStart = iPendingTrimEnd = 0;
+  iTrimStartTotal = iTrimEndTotal = 0;
+  bWaveformStale = true;
+  ReCreateWaveProfile();
+  return LProcessFinished;
+}
+
+LProcessResult TDClipAudio::Stretch(LProcessInterface& pi, LSoundTime length, bool keepPitch) {
+  LSoundTime const old = GetEnd();
+  if (length <= 0 || old <= 0) return LProcessFailed;
+  double ratio = static_cast<double>(old) / static_cast<double>(length);
+  if (!keepPitch) ratio = std::max(ratio, 0.1);
+  int const rate = GetSampleRate();
+  int const channels = GetChansRequired();
+  LSoundSource stretched = TDMakeStretchSource(OpenSourceNoFades(rate, channels), ratio, keepPitch);
+  if (stretched->IsError()) {
+    pi.SetError("This clip cannot be stretched that way in this version of Tandrel.");
+    return LProcessFailed;
+  }
+  LCutListAudio result = clCurrent;
+  result.Clear();
+  LProcessResult const r = FillList(pi, "Stretching Clip...", stretched, result);
+  if (r != LProcessFinished) return r;
+  SetCutListAudio(result);
+  SetAsTrimOrExpandBase();
+  ReCreateWaveProfile();
+  return LProcessFinished;
+}
+
+LProcessResult TDClipAudio::ConvertRateAndChannel(LProcessInterface& pi, int rate, int channels) {
+  if (clOriginal.GetSampleRate() != rate || clOriginal.GetChannels() != channels) {
+    LSoundSource source = clOriginal.OpenSource();
+    LSPConvertSourceRateChannels(rate, channels, source);
+    if (source->IsError()) return LProcessFailed;
+    LCutListAudio converted = clOriginal;
+    converted.Clear();
+    LProcessResult const r = FillList(pi, "Changing rate and channels", source, converted);
+    if (r != LProcessFinished) return r;
+    // The base repeats what trimming shows: it must be at the new rate too, and the
+    // trims, kept in ms, then show the same stretch of sound.
+    clOriginal = converted;
+    clBase = converted;
+  }
+  ReCreateCutListAudio();
+  bWaveformStale = true;
+  ReCreateWaveProfile();
+  return LProcessFinished;
+}
+
+LSoundSource TDClipAudio::OpenSource(int rate, int channels) {
+  int const innerRate = std::min(rate, GetSampleRate());
+  int const innerChannels = std::min(channels, std::max(2, GetChansRequired()));
+  LSoundSource source = LSoundSource::Make<TDClipSource>(*this, innerRate, innerChannels);
+  LSPConvertSourceRateChannels(rate, channels, source);
+  return source;
+}
+
+LSoundSource TDClipAudio::OpenSourceNoFades(int rate, int channels) const {
+  LSoundSource source = clCurrent.OpenSource();
+  LSPConvertSourceRateChannels(rate, channels, source);
+  return source;
+}
+
+void TDClipAudio::PreserveCutList() const {
+  clCurrent.DisallowCacheDelete();
+  clBase.DisallowCacheDelete();
+  clOriginal.DisallowCacheDelete();
+}
+
+bool TDClipAudio::CreateWaveProfileIfChanged(LSoundTime start, int firstPixel, LSoundTime end, int lastPixel) {
+  int const key[4] = {start, firstPixel, end, lastPixel};
+  if (!bWaveformStale && std::equal(key, key + 4, iProfileKey)) return false;
+  if (lastPixel <= firstPixel || end <= start) return false;
+  std::copy(key, key + 4, iProfileKey);
+  iProfileKey[3] = firstPixel + std::min(lastPixel - firstPixel, TDProfileMaxPixels);
+  BuildWaveProfile();
+  return true;
+}
+
+void TDClipAudio::ReCreateWaveProfile() {
+  if (iProfileKey[3] > iProfileKey[1]) BuildWaveProfile();
+}
+
+void TDClipAudio::BuildWaveProfile() {
+  int const pixels = iProfileKey[3] - iProfileKey[1];
+  int const rate = GetSampleRate();
+  std::int64_t const from = TDTimeToFrames(iProfileKey[0], rate);
+  std::int64_t const to = TDTimeToFrames(iProfileKey[2], rate);
+  if (static_cast<double>(to - from) / pixels < TDProfileHighResThreshold) {
+    TDProfileHighRes(clCurrent, from, to, pixels, upper, lower);
+  } else {
+    TDProfileLowRes(clCurrent, from, to, pixels, upper, lower);
+  }
+  bWaveformStale = false;
+}

@@ -1,0 +1,100 @@
+#pragma once
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "project/clip.h"
+#include "project/clip_wave_profile.h"
+#include "project/cut_list_audio.h"
+
+// Makes the source that plays `source` `ratio` times faster (ratio = old length /
+// new length), keeping its pitch or not. Stretching asks this; the phase vocoder
+// and the pitch-and-speed source plug in here. Until they do, a change of speed
+// without keeping the pitch is made by the rate converter, and keeping the pitch
+// is not available (the source comes back in error and the stretch fails).
+using TDStretchSourceMaker = std::function<LSoundSource(LSoundSource const& source, double ratio, bool keepPitch)>;
+void TDSetStretchSourceMaker(TDStretchSourceMaker maker);
+LSoundSource TDMakeStretchSource(LSoundSource const& source, double ratio, bool keepPitch);
+
+// An audio clip: three cut lists over the files of the data folder.
+//
+//   current   what plays, and the only one saved;
+//   base      what trimming and expanding repeat, as a loop in both directions;
+//   original  what Restore goes back to.
+//
+// The clip shows a window of the endless repetition of the base, from the trim
+// start total to the base's length plus the trim end total. Expanding past the
+// base's end repeats it; trimming back gives the same list again.
+class TDClipAudio : public TDClip {
+ public:
+  TDClipAudio();
+  explicit TDClipAudio(LCutListAudio const& list);
+  ~TDClipAudio() override;
+
+  LSoundSource OpenSource(int rate, int channels) override;
+  std::string GetTitle() const override;
+  LProcessResult RestoreToOriginal(LProcessInterface& pi) override;
+  void TrimOrExpand() override;
+  // With the start at the clip's start this is a trim of the head (the clip moves),
+  // with the end at the clip's end a trim of the tail; in between the frames go
+  // and what is left becomes the new base.
+  void CutFromMiddle(LSoundTime start, LSoundTime end) override;
+  // Silences in what plays only: the base keeps the sound, so expanding shows the
+  // silence in the first repeat alone.
+  void SilenceRegion(LSoundTime start, LSoundTime end) override;
+  // Both must be audio of the same rate and channels.
+  bool Join(TDClip const& clip, bool before) override;
+  // Renders a new file at the new length through the stretch source; on a stop or
+  // a failure the clip is as it was.
+  LProcessResult Stretch(LProcessInterface& pi, LSoundTime length, bool keepPitch) override;
+  void SetAsTrimOrExpandBase() override;
+  // The current list's length in ms, rounded to the nearest, halves away from 0.
+  LSoundTime GetEnd() const override;
+  int GetEndSample() const override { return clCurrent.GetEndSample(); }
+  std::unique_ptr<TDClip> Clone() const override;
+
+  // Sets all three lists.
+  void SetCutListAudio(LCutListAudio const& list);
+  LCutListAudio const& GetCutListAudio() const { return clCurrent; }
+  LCutListAudio const& GetBaseCutListAudio() const { return clBase; }
+  LCutListAudio const& GetOriginalCutListAudio() const { return clOriginal; }
+  int GetSampleRate() const { return clCurrent.GetSampleRate(); }
+  int GetChansRequired() const { return clCurrent.GetChannels(); }
+
+  // Cuts the clip at timeline `time`: this clip keeps the left part and the right
+  // part comes back, still at this clip's position for the caller to place. Null
+  // when the time is not strictly inside the clip.
+  std::unique_ptr<TDClipAudio> Split(LSoundTime time);
+  // Builds the current list afresh from the base and the trim totals.
+  void ReCreateCutListAudio();
+  // Brings the original to a rate and channel count (a new file under "Changing
+  // rate and channels") and rebuilds what plays from it.
+  LProcessResult ConvertRateAndChannel(LProcessInterface& pi, int rate, int channels);
+  // The current list's sound without fades, at the asked rate and channels.
+  LSoundSource OpenSourceNoFades(int rate, int channels) const;
+  // Marks every file the three lists name as preserved (after a save).
+  void PreserveCutList() const;
+
+  // The drawn outline over clip times start..end (ms from the clip's start) on
+  // pixels firstPixel..lastPixel; nothing is done when that is what is built
+  // already, or the range is empty. True when it was rebuilt.
+  bool CreateWaveProfileIfChanged(LSoundTime start, int firstPixel, LSoundTime end, int lastPixel);
+  // Builds again for the same key, after the audio changed.
+  void ReCreateWaveProfile();
+  int GetProfilePixels() const { return iProfileKey[3] - iProfileKey[1]; }
+  std::uint8_t const* GetUpperProfile() const { return upper; }
+  std::uint8_t const* GetLowerProfile() const { return lower; }
+
+ private:
+  void BuildWaveProfile();
+  // Frames [from, to) of the base repeated for ever in both directions.
+  LCutListAudio Window(std::int64_t from, std::int64_t to) const;
+
+  LCutListAudio clCurrent;
+  LCutListAudio clBase;
+  LCutListAudio clOriginal;
+  std::uint8_t upper[TDProfileMaxPixels] = {};
+  std::uint8_t lower[TDProfileMaxPixels] = {};
+  // Start ms, first pixel, end ms, last pixel of the profile held; -1 for none.
+  int iProfileKey[4] = {-1, -1, -1, -1};
+};
