@@ -1,5 +1,7 @@
 #include "shell/main_dialog.h"
 
+#include "project/audio_cut_tank.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <sys/stat.h>
@@ -89,6 +91,10 @@ void MainDialog::ProjectDefault() {
   ::unlink((dataFolder + "/" + kRecoveryFileName).c_str());
   if (!LAppPaths::MakeFolders(dataFolder, 0777))
     LLog("cannot create the default project's data folder %s", dataFolder.c_str());
+  // The audio of a fresh project lives there; what an earlier run left in it
+  // belongs to no project any more.
+  LAudioCutTank::Instance().SetWorkingFolder(dataFolder);
+  LAudioCutTank::Instance().DeleteCachedFiles();
 
   View.SetCaption(std::string(kDefaultProjectName) + " - Tandrel");
   View.UIProjectStateApply();
@@ -123,7 +129,31 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_TRACK_SELECT_LAST: CmTrackSelectLast(); return true;
     case CM_SELECT_NEXT_TRACK: CmSelectNextTrack(); return true;
     case CM_SELECT_PREV_TRACK: CmSelectPrevTrack(); return true;
-    default: return false;
+    case CM_CLIP_DELETE: CmClipDelete(); return true;
+    case CM_CLIP_SPLIT: CmClipSplit(); return true;
+    case CM_CLIP_JOIN: CmClipJoin(); return true;
+    case CM_CLIP_LOCK_TOGGLE: CmClipLockToggle(); return true;
+    case CM_TRACK_TOGGLE_LOCK: CmTrackToggleLock(); return true;
+    case CM_CLIP_RESTORE: CmClipRestore(); return true;
+    case CM_CLIP_SET_BASE: CmClipSetBase(); return true;
+    case CM_CLIP_MOVE_TO_CURSOR: CmClipMoveToCursor(); return true;
+    case CM_CLIP_MOVE_TO_START: CmClipMoveToStart(); return true;
+    case CM_CLIP_NUDGE_LEFT: CmClipNudge(-kNudgeMs); return true;
+    case CM_CLIP_NUDGE_RIGHT: CmClipNudge(kNudgeMs); return true;
+    case CM_CLIP_SELECT_ALL: CmClipSelectAll(); return true;
+    case CM_CLIP_SELECT_NEXT: CmClipSelectNext(); return true;
+    case CM_CLIP_SELECT_PREV: CmClipSelectPrev(); return true;
+    case CM_CHOOSE_NEXT_TAKE: CmChooseNextTake(); return true;
+    case CM_CHOOSE_PREV_TAKE: CmChoosePrevTake(); return true;
+    case CM_DELETE_ACTIVE_TAKE: CmDeleteActiveTake(); return true;
+    case CM_DELETE_NO_ACTIVE_TAKES: CmDeleteNoActiveTakes(); return true;
+    case CM_EXPAND_TAKES: CmExpandTakes(); return true;
+    default:
+      if (id >= CM_TAKE_FIRST && id <= CM_TAKE_LAST) {
+        CmUseTake(id - (CM_TAKE_FIRST - 1));
+        return true;
+      }
+      return false;
   }
 }
 
@@ -207,16 +237,6 @@ bool MainDialog::ProjectLoad(const std::string& path) {
   }
   View.Alert("Tandrel can't open the project \" " + path + " \": this version does not read project files yet.",
              "Project Load Error");
-  return false;
-}
-
-bool MainDialog::AddClip(const std::string& path) {
-  if (Project.Tracks.GetTrackCount() == 0) {
-    View.Alert("The current project has no tracks. Please add a track before adding a clip.", "Could not add clip");
-    return false;
-  }
-  View.Alert("Tandrel can't open \"" + path + "\": this version does not load audio files yet.",
-             "Could not add clip");
   return false;
 }
 

@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ class MainDialog : public TDProjectNotify {
   static constexpr int kDefaultTrackCount = 12;
   static constexpr unsigned kHintMs = 5000;
   static constexpr unsigned kFaderUndoDelayMs = 1000;
+  // How far the nudge keys move clips.
+  static constexpr LSoundTime kNudgeMs = 10;
 
   MainDialog(TDMainWindowView& view, TDMainLoop& loop, TDEngineState& engine);
   ~MainDialog() override;
@@ -79,11 +82,53 @@ class MainDialog : public TDProjectNotify {
   void CmSelectNextTrack();
   void CmSelectPrevTrack();
 
-  // Where a .tdpj argument or an audio file argument goes. Projects and clips
-  // open through the file layers; until those exist these tell the user why
-  // nothing opened and answer false.
+  // Where a .tdpj argument goes. Projects open through the project file layer;
+  // until it exists this tells the user why nothing opened and answers false.
   bool ProjectLoad(const std::string& path);
+  // Takes an audio file into the project's data folder as a clip at the cursor on
+  // the current track. False, having said why, when it could not.
   bool AddClip(const std::string& path);
+
+  // The play cursor on the timeline, where splits and moves to the cursor act.
+  void SetCursorPosition(LSoundTime ms) { iCursor = ms < 0 ? 0 : ms; }
+  LSoundTime GetCursorPosition() const { return iCursor; }
+
+  // Clip commands. Those without arguments act on the selected clips.
+  void CmClipOpen(const std::string& path);
+  void CmClipDelete();
+  void CmClipSplit();
+  void CmClipJoin();
+  void CmClipLockToggle();
+  void CmTrackToggleLock();
+  void CmClipRename(std::uint32_t clipId, const std::string& name);
+  void CmClipRestore();
+  void CmClipSetBase();
+  void CmClipMoveToCursor();
+  void CmClipMoveToStart();
+  // Moves the selected unlocked clips by `ms`, none of them before 0.
+  void CmClipNudge(LSoundTime ms);
+  void CmClipSelectAll();
+  void CmClipSelectNext();
+  void CmClipSelectPrev();
+  // Selects one clip (alone, unless `add`).
+  void EvClipSelect(std::uint32_t clipId, bool add);
+
+  // Take commands: the selected takes, or the take the menu was opened on.
+  void SetTakeMenuClip(std::uint32_t clipId) { uTakeMenuClip = clipId; }
+  void CmChooseNextTake();
+  void CmChoosePrevTake();
+  void CmUseTake(int number);
+  void CmDeleteActiveTake();
+  void CmDeleteNoActiveTakes();
+  void CmExpandTakes();
+  // The entries of the take menu of a clip, in order: an identifier (0 for a
+  // separator), the words, and whether it is checked.
+  struct MenuEntry {
+    int id = 0;
+    std::string text;
+    bool checked = false;
+  };
+  std::vector<MenuEntry> GetTakeMenu(std::uint32_t clipId) const;
 
   void SetProjectDirty();
   void SetProjectClean();
@@ -110,6 +155,16 @@ class MainDialog : public TDProjectNotify {
   void SetCollapsed(int track, bool collapsed);
   void HistoryAddState(const std::string& name);
   int CurrentTrack() const;
+  // The edit that follows touches clips: restart the mix, redraw, undo point.
+  void ClipsEdited(const std::string& undoName);
+  // True (and says so) when any of the selected clips is locked.
+  bool DisallowIfLocked();
+  // Selected clips in order of position.
+  std::vector<TDClip*> SelectedClips() const;
+  void SplitAudioTakesAndAddToProject(TDClip& take, LSoundTime at);
+  // The take a take command acts on: the menu's clip, or the first selected take.
+  TDClip* TakeForCommand() const;
+  void MoveSelectedClipsTo(LSoundTime start);
 
   TDMainWindowView& View;
   TDMainLoop& Loop;
@@ -119,4 +174,6 @@ class MainDialog : public TDProjectNotify {
   bool bInitDone = false;
   TDProject Project;
   std::string szUndoPointName;
+  LSoundTime iCursor = 0;
+  std::uint32_t uTakeMenuClip = 0xFFFFFFFFu;
 };

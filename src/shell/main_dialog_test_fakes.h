@@ -51,6 +51,27 @@ struct FakeView : TDMainWindowView {
   void UITrackDeleteApply(int) override { ++deleteApplies; }
   void UITrackChangeApply(int track) override { changedTracks.push_back(track); }
   void UIProjectStateApply() override { ++stateApplies; }
+  void UIClipsApply() override { ++clipApplies; }
+  void FlashLockedClips() override { ++flashes; }
+  // Jobs run at once without a window; a test may press Stop for the next one.
+  LProcessResult RunModalJob(const std::string& title,
+                             const std::function<LProcessResult(LProcessInterface&)>& job) override {
+    jobs.push_back(title);
+    struct Progress : LProcessInterfaceVoid {
+      bool stop = false;
+      std::vector<std::string>* errors = nullptr;
+      bool IsToStop() override { return stop; }
+      void SetError(char const* text) override { errors->push_back(text); }
+    } progress;
+    progress.stop = stopNextJob;
+    progress.errors = &jobErrors;
+    stopNextJob = false;
+    return job(progress);
+  }
+  int clipApplies = 0, flashes = 0;
+  std::vector<std::string> jobs;
+  std::vector<std::string> jobErrors;
+  bool stopNextJob = false;
 
   std::string LastAlert() const { return alerts.empty() ? std::string() : alerts.back().text; }
 };

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "foundation/main_thread_queue.h"
+#include "foundation/process_interface.h"
 
 // What the controller needs from the windows. The Qt layer implements it; tests
 // use a scripted fake. Texts arrive finished, in the program's own words.
@@ -37,6 +38,15 @@ class TDMainWindowView {
   virtual void UITrackDeleteApply(int track) = 0;
   virtual void UITrackChangeApply(int track) = 0;
   virtual void UIProjectStateApply() = 0;
+  // The clips changed (added, removed, moved, edited, selected).
+  virtual void UIClipsApply() = 0;
+  // Some clips are locked and refuse the edit: the window makes them flash.
+  virtual void FlashLockedClips() = 0;
+
+  // Runs a long job under a modal progress window with a Stop button, and gives
+  // the job's result (0 done, 1 stopped, 2 failed).
+  virtual LProcessResult RunModalJob(const std::string& title,
+                                     const std::function<LProcessResult(LProcessInterface&)>& job) = 0;
 };
 
 // The main thread's event queue and its one-shot timers. Every timer is keyed

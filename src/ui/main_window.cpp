@@ -5,6 +5,7 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QColorDialog>
+#include <QFileDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -16,6 +17,7 @@
 
 #include "shell/commands.h"
 #include "shell/main_dialog.h"
+#include "ui/qt_progress.h"
 #include "ui/track_control.h"
 
 namespace {
@@ -81,6 +83,37 @@ void TDQtMainWindow::BuildMenus() {
   QAction* quit = file->addAction(tr("&Quit"));
   quit->setShortcut(QKeySequence::Quit);
   connect(quit, &QAction::triggered, this, &QWidget::close);
+
+  QMenu* clip = menuBar()->addMenu(tr("&Clip"));
+  QAction* open = clip->addAction(tr("&Open Clip..."));
+  open->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
+  connect(open, &QAction::triggered, this, [this] {
+    QString const path = QFileDialog::getOpenFileName(this, tr("Open Clip"), QString(),
+                                                      tr("Audio files (*.wav *.wave *.bwf *.aif *.aiff *.aifc *.afc "
+                                                         "*.au *.snd *.gsm);;All files (*)"));
+    if (!path.isEmpty() && Controller) Controller->CmClipOpen(path.toStdString());
+  });
+  AddCommand(clip, tr("&Delete Clip"), CM_CLIP_DELETE, QKeySequence(Qt::Key_Delete));
+  AddCommand(clip, tr("&Split at Cursor"), CM_CLIP_SPLIT, QKeySequence(Qt::CTRL | Qt::Key_B));
+  AddCommand(clip, tr("&Join Clips"), CM_CLIP_JOIN, QKeySequence(Qt::CTRL | Qt::Key_J));
+  AddCommand(clip, tr("&Lock/Unlock"), CM_CLIP_LOCK_TOGGLE, QKeySequence(Qt::CTRL | Qt::Key_L));
+  AddCommand(clip, tr("&Restore to Original"), CM_CLIP_RESTORE);
+  AddCommand(clip, tr("Set as Trim/Expand base"), CM_CLIP_SET_BASE);
+  clip->addSeparator();
+  AddCommand(clip, tr("Move to &Cursor"), CM_CLIP_MOVE_TO_CURSOR);
+  AddCommand(clip, tr("Move to S&tart"), CM_CLIP_MOVE_TO_START);
+  AddCommand(clip, tr("Nudge Left"), CM_CLIP_NUDGE_LEFT, QKeySequence(Qt::ALT | Qt::Key_Left));
+  AddCommand(clip, tr("Nudge Right"), CM_CLIP_NUDGE_RIGHT, QKeySequence(Qt::ALT | Qt::Key_Right));
+  clip->addSeparator();
+  AddCommand(clip, tr("Select &All Clips"), CM_CLIP_SELECT_ALL, QKeySequence(Qt::CTRL | Qt::Key_A));
+  AddCommand(clip, tr("Select Next Clip"), CM_CLIP_SELECT_NEXT, QKeySequence(Qt::Key_Tab));
+  AddCommand(clip, tr("Select Previous Clip"), CM_CLIP_SELECT_PREV, QKeySequence(Qt::SHIFT | Qt::Key_Tab));
+  clip->addSeparator();
+  AddCommand(clip, tr("Next Take"), CM_CHOOSE_NEXT_TAKE);
+  AddCommand(clip, tr("Previous Take"), CM_CHOOSE_PREV_TAKE);
+  AddCommand(clip, tr("Expand Takes"), CM_EXPAND_TAKES);
+  AddCommand(clip, tr("Delete all other takes"), CM_DELETE_NO_ACTIVE_TAKES);
+  AddCommand(clip, tr("Delete Current Take"), CM_DELETE_ACTIVE_TAKE);
 
   QMenu* track = menuBar()->addMenu(tr("&Track"));
   AddCommand(track, tr("&Add Track"), CM_TRACK_ADD, QKeySequence(Qt::CTRL | Qt::Key_T));
@@ -197,6 +230,20 @@ void TDQtMainWindow::UITrackChangeApply(int track) {
 }
 
 void TDQtMainWindow::UIProjectStateApply() { RebuildTracks(); }
+
+// The timeline that draws clips is still to come; a clip command can add tracks
+// (expanding takes), so the rows are rebuilt.
+void TDQtMainWindow::UIClipsApply() { RebuildTracks(); }
+
+void TDQtMainWindow::FlashLockedClips() { QApplication::beep(); }
+
+LProcessResult TDQtMainWindow::RunModalJob(const std::string& title,
+                                           const std::function<LProcessResult(LProcessInterface&)>& job) {
+  TDQtProgress progress(this, title);
+  LProcessResult const result = job(progress);
+  if (result == LProcessFailed && !progress.GetError().empty()) Alert(progress.GetError(), "");
+  return result;
+}
 
 void TDQtMainWindow::closeEvent(QCloseEvent* event) {
   if (Controller && !Controller->CmCancel()) {

@@ -41,6 +41,10 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView {
   void UITrackDeleteApply(int track) override;
   void UITrackChangeApply(int track) override;
   void UIProjectStateApply() override;
+  void UIClipsApply() override;
+  void FlashLockedClips() override;
+  LProcessResult RunModalJob(const std::string& title,
+                             const std::function<LProcessResult(LProcessInterface&)>& job) override;
 
  protected:
   void closeEvent(QCloseEvent* event) override;

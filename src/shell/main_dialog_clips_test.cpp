@@ -1,0 +1,304 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "project/audio_cut_tank.h"
+#include "project/clip_audio.h"
+#include "shell/commands.h"
+#include "shell/main_dialog.h"
+#include "shell/main_dialog_test_fakes.h"
+#include "shell/user_settings.h"
+#include "sound/wave_file.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class ClipCommandsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    scratch = fs::path(TANDREL_BINARY_DIR) / "shell-test-scratch" /
+              ("clips-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+    fs::remove_all(scratch);
+    fs::create_directories(scratch);
+    setenv("TMPDIR", scratch.c_str(), 1);
+    LUserSettingsStore::Global().UseFile((scratch / "settings.conf").string());
+    LAudioCutTank::Instance().Reset();
+    dialog.InitDialog();
+    wav = (scratch / "two seconds.wav").string();
+    LSoundSink sink = LWaveFile::OpenSinkPCM(wav, 8000, 1, 16);
+    std::vector<float> tone(16000);
+    for (int i = 0; i < 16000; ++i) tone[static_cast<std::size_t>(i)] = 0.25f * std::sin(i * 0.05f);
+    sink->Write(tone.data(), 16000);
+  }
+  void TearDown() override { LAudioCutTank::Instance().Reset(); }
+
+  TDProject& Project() { return dialog.GetProject(); }
+  TDClipsManager& Clips() { return dialog.GetProject().Clips; }
+
+  // A clip of the test file at `at` ms on `track`, selected alone.
+  TDClip* Place(int track, LSoundTime at) {
+    Project().Tracks.SetCurrentTrackIndex(track);
+    dialog.SetCursorPosition(at);
+    EXPECT_TRUE(dialog.AddClip(wav));
+    TDClip* added = nullptr;
+    for (auto const& c : Clips().GetClips()) {
+      if (c->iTrackIndex == track && c->iPosition == at) added = c.get();
+    }
+    Clips().DeselectAllClips();
+    added->bSelected = true;
+    return added;
+  }
+
+  // Three takes of a loop pass on `track`, the first active, all selected.
+  std::vector<TDClip*> Takes(int track, LSoundTime at) {
+    std::uint32_t const group = static_cast<std::uint32_t>(Project().GetNewTakeGroupId());
+    std::vector<TDClip*> takes;
+    for (int n = 1; n <= 3; ++n) {
+      TDClip* t = Place(track, at);
+      t->uTakeGroupId = group;
+      t->iTakeNumber = n;
+      t->bActiveTake = n == 1;
+      takes.push_back(t);
+    }
+    for (TDClip* t : takes) t->bSelected = t->bActiveTake;
+    return takes;
+  }
+
+  fs::path scratch;
+  std::string wav;
+  FakeView view;
+  FakeLoop loop;
+  FakeEngine engine;
+  MainDialog dialog{view, loop, engine};
+};
+
+TEST_F(ClipCommandsTest, AFileBecomesAClipAtTheCursorAndBadCasesSayWhy) {
+  Project().Tracks.SetCurrentTrackIndex(3);
+  dialog.SetCursorPosition(4500);
+  ASSERT_TRUE(dialog.AddClip(wav));
+  ASSERT_EQ(Clips().GetCount(), 1);
+  TDClip const& clip = *Clips().GetClips()[0];
+  EXPECT_EQ(clip.szName, "two seconds.wav");
+  EXPECT_EQ(clip.iPosition, 4500);
+  EXPECT_EQ(clip.iTrackIndex, 3);
+  EXPECT_EQ(clip.GetEnd(), 2000);
+  EXPECT_EQ(dialog.GetUndoPointName(), "Add Clip");
+  EXPECT_TRUE(dialog.IsProjectDirty());
+  EXPECT_EQ(view.jobs, std::vector<std::string>{"Loading clip..."});
+  // Its audio lives in the project's data folder.
+  fs::path const data = scratch / "Default Project.tdpj.ProjectData";
+  EXPECT_TRUE(fs::exists(data / "0.aud"));
+  EXPECT_TRUE(fs::exists(data / "0.grf"));
+
+  std::ofstream(scratch / "notes.txt") << "hello";
+  EXPECT_FALSE(dialog.AddClip((scratch / "notes.txt").string()));
+  EXPECT_EQ(view.LastAlert(),
+            "The file you have selected is not supported by Tandrel. Please select an audio file, video file or "
+            "Tandrel project file.");
+  std::ofstream(scratch / "broken.wav") << "RIFF....WAVEjunk";
+  EXPECT_FALSE(dialog.AddClip((scratch / "broken.wav").string()));
+
+  view.stopNextJob = true;  // Stop pressed while loading: nothing is added
+  EXPECT_FALSE(dialog.AddClip(wav));
+  engine.recording = true;
+  EXPECT_FALSE(dialog.AddClip(wav));
+  EXPECT_EQ(view.LastAlert(),
+            "Tandrel can't open clips when it is recording. Please stop recording, then try loading clips.");
+  EXPECT_EQ(Clips().GetCount(), 1);
+  EXPECT_FALSE(fs::exists(data / "1.aud"));  // the stopped load left nothing behind
+}
+
+TEST_F(ClipCommandsTest, DeleteAsksAndRefusesLockedClips) {
+  TDClip* clip = Place(0, 0);
+  clip->bLocked = true;
+  dialog.Command(CM_CLIP_DELETE);
+  EXPECT_EQ(view.LastAlert(), "The Clip two seconds.wav is locked. Please unlock it before deleting.");
+  EXPECT_EQ(view.flashes, 1);
+  clip->bLocked = false;
+
+  view.answers.push_back({1, false});  // "No"
+  dialog.Command(CM_CLIP_DELETE);
+  EXPECT_EQ(view.questions.back().text, "Are you sure you want to delete this clip from the current project?");
+  EXPECT_EQ(Clips().GetCount(), 1);
+
+  view.answers.push_back({0, true});  // "Yes", and don't ask again
+  engine.playing = true;
+  dialog.Command(CM_CLIP_DELETE);
+  EXPECT_EQ(Clips().GetCount(), 0);
+  EXPECT_EQ(engine.stops, 1);  // nothing left to play
+  EXPECT_EQ(dialog.GetUndoPointName(), "Delete Clip");
+
+  Place(0, 0);
+  std::size_t const asked = view.questions.size();
+  dialog.Command(CM_CLIP_DELETE);
+  EXPECT_EQ(view.questions.size(), asked);  // the box was ticked
+  EXPECT_EQ(Clips().GetCount(), 0);
+}
+
+TEST_F(ClipCommandsTest, DeletingATakeAsksWhichAndKeepsTheGroupRight) {
+  LUserSettingSet("Settings", "bWarnClipDelete", false);
+  std::vector<TDClip*> takes = Takes(2, 1000);
+  view.answers.push_back({0, false});  // "Delete the current take"
+  dialog.Command(CM_CLIP_DELETE);
+  EXPECT_EQ(view.questions.back().text,
+            "This clip contains multiple takes. Do you want to delete the current take, or all takes?");
+  ASSERT_EQ(Clips().GetCount(), 2);
+  EXPECT_TRUE(Clips().GetClips()[0]->bActiveTake);  // the first left takes over
+
+  Clips().GetClips()[0]->bSelected = true;
+  view.answers.push_back({1, false});  // "Cancel"
+  dialog.Command(CM_CLIP_DELETE);
+  EXPECT_EQ(Clips().GetCount(), 2);
+  view.answers.push_back({2, false});  // "Delete all takes"
+  dialog.Command(CM_CLIP_DELETE);
+  EXPECT_EQ(Clips().GetCount(), 0);
+}
+
+TEST_F(ClipCommandsTest, ChoosingAndDeletingTakes) {
+  std::vector<TDClip*> takes = Takes(1, 0);
+  dialog.Command(CM_CHOOSE_NEXT_TAKE);
+  EXPECT_TRUE(takes[1]->bActiveTake && takes[1]->bSelected);
+  EXPECT_FALSE(takes[0]->bActiveTake || takes[0]->bSelected);
+  dialog.Command(CM_CHOOSE_PREV_TAKE);
+  dialog.Command(CM_CHOOSE_PREV_TAKE);  // from take 1 round to take 3
+  EXPECT_TRUE(takes[2]->bActiveTake);
+  EXPECT_EQ(dialog.GetUndoPointName(), "Choose Take");
+
+  dialog.SetTakeMenuClip(takes[0]->uClipId);
+  std::vector<MainDialog::MenuEntry> menu = dialog.GetTakeMenu(takes[0]->uClipId);
+  ASSERT_EQ(menu.size(), 7u);
+  EXPECT_EQ(menu[0].text, "Expand Takes");
+  EXPECT_EQ(menu[1].text, "Delete all other takes");
+  EXPECT_EQ(menu[2].text, "Delete Current Take");
+  EXPECT_EQ(menu[3].id, 0);
+  EXPECT_EQ(menu[6].text, "Use: Take  3");
+  EXPECT_TRUE(menu[6].checked);
+  EXPECT_EQ(menu[4].id, 20001);
+  dialog.Command(menu[5].id);  // "Use: Take  2"
+  EXPECT_TRUE(takes[1]->bActiveTake);
+
+  dialog.SetTakeMenuClip(takes[1]->uClipId);
+  dialog.Command(CM_DELETE_ACTIVE_TAKE);
+  EXPECT_EQ(dialog.GetUndoPointName(), "Delete Active Take");
+  ASSERT_EQ(Clips().GetCount(), 2);
+  TDClip* keep = Clips().GetClips()[1].get();
+  dialog.SetTakeMenuClip(keep->uClipId);
+  dialog.Command(CM_DELETE_NO_ACTIVE_TAKES);
+  ASSERT_EQ(Clips().GetCount(), 1);
+  EXPECT_FALSE(Clips().GetClips()[0]->IsTake());
+  EXPECT_EQ(dialog.GetUndoPointName(), "Delete All Other Takes");
+}
+
+// A take group split at the cursor becomes two groups: the left parts keep the
+// old one, the right parts, moved to the cursor, make a new one.
+TEST_F(ClipCommandsTest, SplittingATakeGroupMakesTwoGroups) {
+  dialog.Command(CM_CLIP_SPLIT);
+  EXPECT_EQ(view.alerts.back().caption, "Select Clip");
+  std::vector<TDClip*> takes = Takes(0, 1000);
+  std::uint32_t const oldGroup = takes[0]->uTakeGroupId;
+  dialog.SetCursorPosition(500);
+  dialog.Command(CM_CLIP_SPLIT);
+  EXPECT_EQ(view.LastAlert(),
+            "The project cursor is not over any selected, unlocked clips. To split, make sure your clip is unlocked "
+            "and that the cursor is in the right position.");
+  dialog.SetCursorPosition(1600);
+  dialog.Command(CM_CLIP_SPLIT);
+  ASSERT_EQ(Clips().GetCount(), 6);
+  EXPECT_EQ(Clips().GetNumTakesInGroup(oldGroup), 3);
+  std::uint32_t newGroup = 0;
+  for (auto const& c : Clips().GetClips()) {
+    if (c->uTakeGroupId == oldGroup) {
+      EXPECT_EQ(c->iPosition, 1000);
+      EXPECT_EQ(c->GetEnd(), 600);
+    } else {
+      newGroup = c->uTakeGroupId;
+      EXPECT_EQ(c->iPosition, 1600);
+      EXPECT_EQ(c->GetEnd(), 1400);
+    }
+  }
+  EXPECT_NE(newGroup, 0u);
+  EXPECT_EQ(Clips().GetNumTakesInGroup(newGroup), 3);
+  EXPECT_EQ(dialog.GetUndoPointName(), "Split Clip");
+}
+
+TEST_F(ClipCommandsTest, ExpandingTakesSpreadsThemOverTracks) {
+  std::vector<TDClip*> takes = Takes(10, 0);  // tracks 10, 11 and a new 12
+  dialog.SetTakeMenuClip(takes[0]->uClipId);
+  dialog.Command(CM_EXPAND_TAKES);
+  EXPECT_EQ(Project().Tracks.GetTrackCount(), 13);
+  EXPECT_EQ(dialog.GetUndoPointName(), "Expand Takes");
+  for (int n = 0; n < 3; ++n) {
+    EXPECT_EQ(takes[static_cast<std::size_t>(n)]->iTrackIndex, 10 + n);
+    EXPECT_FALSE(takes[static_cast<std::size_t>(n)]->IsTake());
+    EXPECT_EQ(takes[static_cast<std::size_t>(n)]->szName, "two seconds.wav (" + std::to_string(n + 1) + ")");
+  }
+
+  while (Project().Tracks.GetTrackCount() < 250) dialog.Command(CM_TRACK_ADD);
+  std::vector<TDClip*> more = Takes(248, 0);
+  dialog.SetTakeMenuClip(more[0]->uClipId);
+  dialog.Command(CM_EXPAND_TAKES);
+  EXPECT_EQ(view.alerts.back().text, "Only 250 tracks supported.");
+  EXPECT_TRUE(more[1]->IsTake());
+}
+
+TEST_F(ClipCommandsTest, JoinKeepsTimingAndRefusesWhatItCannotJoin) {
+  dialog.Command(CM_CLIP_JOIN);
+  EXPECT_EQ(view.alerts.back().caption, "Join Clips Error");
+  TDClip* a = Place(0, 1000);
+  TDClip* b = Place(0, 3500);
+  a->bSelected = true;
+  b->bLocked = true;
+  dialog.Command(CM_CLIP_JOIN);
+  EXPECT_EQ(view.infoBar.back(),
+            "Tandrel can't perform this action while the clip is locked. Please unlock the clip first.");
+  b->bLocked = false;
+  dialog.Command(CM_CLIP_JOIN);
+  ASSERT_EQ(Clips().GetCount(), 1);
+  EXPECT_EQ(a->iPosition, 1000);
+  EXPECT_EQ(a->GetEnd(), 4500);  // 2 s, a gap of 0.5 s, 2 s
+  EXPECT_EQ(dialog.GetUndoPointName(), "Join Clips");
+}
+
+TEST_F(ClipCommandsTest, MovingNudgingRenamingAndLocking) {
+  TDClip* a = Place(0, 5000);
+  TDClip* b = Place(1, 7000);
+  a->bSelected = true;
+  dialog.SetCursorPosition(2000);
+  dialog.Command(CM_CLIP_MOVE_TO_CURSOR);
+  EXPECT_EQ(a->iPosition, 2000);
+  EXPECT_EQ(b->iPosition, 4000);  // keeps its distance
+  dialog.Command(CM_CLIP_MOVE_TO_START);
+  EXPECT_EQ(a->iPosition, 0);
+  dialog.Command(CM_CLIP_NUDGE_LEFT);  // not before 0
+  EXPECT_EQ(a->iPosition, 0);
+  dialog.Command(CM_CLIP_NUDGE_RIGHT);
+  EXPECT_EQ(a->iPosition, MainDialog::kNudgeMs);
+
+  dialog.Command(CM_CLIP_LOCK_TOGGLE);
+  EXPECT_TRUE(a->bLocked && b->bLocked);
+  view.answers.push_back({0, true});
+  dialog.Command(CM_CLIP_MOVE_TO_START);
+  EXPECT_EQ(view.questions.back().text, "Some clips have been locked please unlock them and try again.");
+  EXPECT_EQ(a->iPosition, MainDialog::kNudgeMs);
+  std::size_t const asked = view.questions.size();
+  dialog.Command(CM_CLIP_MOVE_TO_START);
+  EXPECT_EQ(view.questions.size(), asked);  // not shown again
+  dialog.CmClipRename(a->uClipId, "Lead");
+  EXPECT_EQ(view.LastAlert(), "The clip is locked. Please unlock the clip and try to rename again.");
+  dialog.Command(CM_CLIP_LOCK_TOGGLE);
+  dialog.CmClipRename(a->uClipId, "Lead");
+  EXPECT_EQ(a->szName, "Lead");
+
+  Project().Tracks.SetCurrentTrackIndex(1);
+  Clips().DeselectAllClips();
+  dialog.Command(CM_CLIP_SELECT_NEXT);
+  EXPECT_TRUE(b->bSelected);
+  dialog.Command(CM_CLIP_SELECT_ALL);
+  EXPECT_EQ(Clips().GetNumSelectedClips(), 2);
+}
+
+}  // namespace
