@@ -13,6 +13,7 @@
 #include "foundation/log.h"
 #include "shell/app_entry.h"
 #include "shell/main_dialog.h"
+#include "project/audio_cut_tank.h"
 #include "shell/single_instance.h"
 #include "ui/main_window.h"
 #include "ui/qt_main_loop.h"
@@ -77,6 +78,9 @@ int main(int argc, char** argv) {
   }
   if (role == LSingleInstance::Role::Failed)
     LLog("no single-instance socket at %s; running on its own", instance.SocketPath().c_str());
+  // Only a Tandrel sure to be alone may sweep unreferenced audio from the data
+  // folder when it ends; another one could still be writing there.
+  LAudioCutTank::Instance().SetDeleteCachedFilesOnExit(role == LSingleInstance::Role::Primary);
 
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Tandrel"));
