@@ -94,7 +94,9 @@ class TDClip {
   LSoundTime iTrimStartTotal = 0;
   LSoundTime iTrimEndTotal = 0;
   bool bSelected = false;
+  // Unknown chunks among the clip's fields, and beside the fields and the audio.
   LSDFUnknownChunkList lUnknown;
+  LSDFUnknownChunkList lUnknownOuter;
 
  protected:
   TDClip(TDClip const&) = default;

@@ -158,6 +158,17 @@ class TDProject {
   mutable std::recursive_mutex Lock;
   int iTimeSignatureBeats = 4;  // beats per bar
   int iTimeSignatureUnit = 4;   // note value of one beat
+  // "Stereo", "5.1" or "7.1": how the mix is laid out on speakers.
+  std::string szChannelFormat = "Stereo";
+  // Chunks of a project file that this version does not know (and, until their
+  // parts of the program exist, the Beat Designer patterns, the MIDI clips and
+  // the tags), written back in their places: at the root and inside the header,
+  // track list, clip list and settings containers.
+  LSDFUnknownChunkList lUnknown;
+  LSDFUnknownChunkList lUnknownHeader;
+  LSDFUnknownChunkList lUnknownTracks;
+  LSDFUnknownChunkList lUnknownAudioClips;
+  LSDFUnknownChunkList lUnknownSettings;
 
  private:
   // The end of whatever is on the timeline, and whether there is anything.

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/sdf.h"
 #include "project/panned_volume.h"
 #include "project/rgb16.h"
 
@@ -87,6 +88,13 @@ class TDTrack {
   // must copy the chain (cloning each effect) and the automation once they exist.
 
   int iIndex = 0;  // place in the track list, 0 based; the list's sort key
+
+  // Kept through a load and a save without being understood: a word of track
+  // state, the chunks of an older file's 0x1003/0x1004 record, and every chunk
+  // this version does not know, each in its place.
+  std::int32_t iTrackStateWord = 0;
+  LSDFUnknownChunkList lOlderRecord;
+  LSDFUnknownChunkList lUnknown;
 
  private:
   std::string szName{kDefaultName};
