@@ -27,6 +27,13 @@ enum TDCommand : int {
   CM_SELECT_NEXT_TRACK,
   CM_SELECT_PREV_TRACK,
 
+  // The project as a document.
+  CM_PROJECT_NEW = 1801,
+  CM_PROJECT_OPEN,
+  CM_PROJECT_SAVE,
+  CM_PROJECT_SAVE_AS,
+  CM_PROJECT_CLOSE,
+
   // Clip commands act on the selected clips.
   CM_CLIP_DELETE = 2001,
   CM_CLIP_SPLIT,

@@ -27,11 +27,6 @@ bool EndsWith(const std::string& s, const std::string& tail) {
   return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
 }
 
-bool FileExists(const std::string& path) {
-  struct stat st{};
-  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
 std::string JoinArguments(const std::vector<std::string>& argv) {
   std::string all;
   for (std::size_t i = 1; i < argv.size(); ++i) {
@@ -67,9 +62,8 @@ std::string MainDialog::DefaultProjectPath() {
 }
 
 void MainDialog::InitDialog() {
-  // Crash recovery and the last project arrive with the project file; until
-  // then every start opens a fresh default project.
-  ProjectDefault();
+  // A project that ended without being closed comes back if the user wants it.
+  if (!RecoverCrashedProject()) ProjectDefault();
   Loop.SetTimer(TIMER_NAVIGATOR, 0);
   bInitDone = true;
 }
@@ -99,6 +93,7 @@ void MainDialog::ProjectDefault() {
   View.SetCaption(std::string(kDefaultProjectName) + " - Tandrel");
   View.UIProjectStateApply();
   HistoryAddState("Default Empty Project");
+  Loop.SetTimer(TIMER_RECOVERY_SAVE, kRecoverySaveMs);
 }
 
 // ---------------------------------------------------------------------------
@@ -129,6 +124,11 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_TRACK_SELECT_LAST: CmTrackSelectLast(); return true;
     case CM_SELECT_NEXT_TRACK: CmSelectNextTrack(); return true;
     case CM_SELECT_PREV_TRACK: CmSelectPrevTrack(); return true;
+    case CM_PROJECT_NEW: CmProjectClose(); return true;
+    case CM_PROJECT_OPEN: CmProjectOpen(); return true;
+    case CM_PROJECT_SAVE: CmProjectSave(); return true;
+    case CM_PROJECT_SAVE_AS: CmProjectSaveAs(); return true;
+    case CM_PROJECT_CLOSE: CmProjectClose(); return true;
     case CM_CLIP_DELETE: CmClipDelete(); return true;
     case CM_CLIP_SPLIT: CmClipSplit(); return true;
     case CM_CLIP_JOIN: CmClipJoin(); return true;
@@ -161,14 +161,29 @@ void MainDialog::OnTimer(int id) {
   switch (id) {
     case TIMER_HIDE_HINT: View.HideTip(); break;
     case TIMER_VOLUME_UNDO: SetUndoPoint("Volume Change"); break;
+    case TIMER_RECOVERY_SAVE:
+      AutoProjectSaveForCrash();
+      Loop.SetTimer(TIMER_RECOVERY_SAVE, kRecoverySaveMs);
+      break;
+    case TIMER_RECOVERY_SAVE_SOON: AutoProjectSaveForCrash(); break;
     case TIMER_PAN_UNDO: SetUndoPoint("Pan Change"); break;
     default: break;
   }
 }
 
-void MainDialog::SetProjectDirty() { bDirty = true; }
+void MainDialog::SetProjectDirty() {
+  bool const was = bDirty;
+  bDirty = true;
+  // A recovery save soon after every change, so a crash loses little.
+  Loop.SetTimer(TIMER_RECOVERY_SAVE_SOON, kRecoverySaveSoonMs);
+  if (!was) UpdateCaption();
+}
 
-void MainDialog::SetProjectClean() { bDirty = false; }
+void MainDialog::SetProjectClean() {
+  bDirty = false;
+  Loop.KillTimer(TIMER_RECOVERY_SAVE_SOON);
+  UpdateCaption();
+}
 
 void MainDialog::HistoryAddState(const std::string& name) { szUndoPointName = name; }
 
@@ -219,25 +234,11 @@ void MainDialog::EvRunArguments(const std::vector<std::string>& argv) {
       continue;
     }
     if (EndsWith(arg, kProjectExtension)) {
-      if (ProjectLoad(arg)) {
-        HistoryAddState("Open project");
-        SetProjectClean();
-      }
+      ProjectLoad(arg);
       continue;
     }
     if (!AddClip(arg)) return;
   }
-}
-
-bool MainDialog::ProjectLoad(const std::string& path) {
-  if (!FileExists(path)) {
-    View.Alert("The project file \" " + path + " \" does not exist, please load another project.",
-               "Project Load Error");
-    return false;
-  }
-  View.Alert("Tandrel can't open the project \" " + path + " \": this version does not read project files yet.",
-             "Project Load Error");
-  return false;
 }
 
 // ---------------------------------------------------------------------------
@@ -246,6 +247,7 @@ bool MainDialog::ProjectLoad(const std::string& path) {
 bool MainDialog::CmCancel() {
   Engine.Stop();
   Engine.StopRecord();
+  if (!ProjectClosePrompt()) return false;
   Loop.KillTimer(TIMER_VOLUME_UNDO);
   Loop.KillTimer(TIMER_PAN_UNDO);
   LUserSettingSet("Settings", "bLoopPlay", Project.bLoopPlay);

@@ -18,6 +18,8 @@ class MainDialog : public TDProjectNotify {
   // Timers of the controller, by their keys.
   enum Timer : int {
     TIMER_NAVIGATOR = 2,
+    TIMER_RECOVERY_SAVE = 3,
+    TIMER_RECOVERY_SAVE_SOON = 9,
     TIMER_HIDE_HINT = 10,
     TIMER_VOLUME_UNDO = 17,
     TIMER_PAN_UNDO = 18,
@@ -27,6 +29,8 @@ class MainDialog : public TDProjectNotify {
   static constexpr int kDefaultTrackCount = 12;
   static constexpr unsigned kHintMs = 5000;
   static constexpr unsigned kFaderUndoDelayMs = 1000;
+  static constexpr unsigned kRecoverySaveMs = 600000;
+  static constexpr unsigned kRecoverySaveSoonMs = 1000;
   // How far the nudge keys move clips.
   static constexpr LSoundTime kNudgeMs = 10;
 
@@ -82,9 +86,26 @@ class MainDialog : public TDProjectNotify {
   void CmSelectNextTrack();
   void CmSelectPrevTrack();
 
-  // Where a .tdpj argument goes. Projects open through the project file layer;
-  // until it exists this tells the user why nothing opened and answers false.
+  // Opens a project file in place of the open project, after the close prompt.
+  // False when it did not open; a failed load leaves a fresh default project.
   bool ProjectLoad(const std::string& path);
+  // The close prompt: false when the user stays in the project. On true the
+  // project is closed (empty).
+  bool ProjectClosePrompt();
+  void CmProjectClose();
+  void CmProjectOpen();
+  // True when saved (or nothing to save).
+  bool CmProjectSave();
+  bool CmProjectSaveAs();
+  // Saves to `path`; `interactive` shows the progress window. False on failure.
+  bool ProjectSave(const std::string& path, const std::string& title, bool interactive);
+  // The recovery file of the open project, written now and then while it is
+  // dirty, so a crash loses little; removed when the project closes cleanly.
+  void AutoProjectSaveForCrash();
+  void DeleteProjectFileForCrash();
+  std::string GetRecoveryFilePath() const;
+  // At start: offers to recover the last project when it left a recovery file.
+  bool RecoverCrashedProject();
   // Takes an audio file into the project's data folder as a clip at the cursor on
   // the current track. False, having said why, when it could not.
   bool AddClip(const std::string& path);
@@ -165,6 +186,14 @@ class MainDialog : public TDProjectNotify {
   // The take a take command acts on: the menu's clip, or the first selected take.
   TDClip* TakeForCommand() const;
   void MoveSelectedClipsTo(LSoundTime start);
+  void HandleCorruptedProject(const std::string& dataFolder);
+  // Rebuilds the waveform files the data folder lacks for the open project.
+  void ProjectCheckIntegrity();
+  void UpdateCaption();
+  // Where the save and open choosers start: "SaveDir", or "Tandrel Projects".
+  std::string ProjectsFolder() const;
+  // The save chooser and the save; false when cancelled or failed.
+  bool SaveToChosenFile(const std::string& title);
 
   TDMainWindowView& View;
   TDMainLoop& Loop;

@@ -68,6 +68,26 @@ struct FakeView : TDMainWindowView {
     stopNextJob = false;
     return job(progress);
   }
+  std::string AskSaveFile(const std::string& title, const std::string&, const std::string& folder,
+                          const std::string&) override {
+    fileTitles.push_back(title);
+    fileFolders.push_back(folder);
+    return PopFile();
+  }
+  std::string AskOpenFile(const std::string& title, const std::string&, const std::string& folder) override {
+    fileTitles.push_back(title);
+    fileFolders.push_back(folder);
+    return PopFile();
+  }
+  std::string PopFile() {
+    if (fileAnswers.empty()) return {};
+    std::string f = fileAnswers.front();
+    fileAnswers.pop_front();
+    return f;
+  }
+  // Paths the file choosers answer with, in order; none left means cancelled.
+  std::deque<std::string> fileAnswers;
+  std::vector<std::string> fileTitles, fileFolders;
   int clipApplies = 0, flashes = 0;
   std::vector<std::string> jobs;
   std::vector<std::string> jobErrors;

@@ -43,6 +43,12 @@ class TDMainWindowView {
   // Some clips are locked and refuse the edit: the window makes them flash.
   virtual void FlashLockedClips() = 0;
 
+  // File choosers. Each returns the chosen path, or an empty one when cancelled.
+  virtual std::string AskSaveFile(const std::string& title, const std::string& filter, const std::string& folder,
+                                  const std::string& name) = 0;
+  virtual std::string AskOpenFile(const std::string& title, const std::string& filter,
+                                  const std::string& folder) = 0;
+
   // Runs a long job under a modal progress window with a Stop button, and gives
   // the job's result (0 done, 1 stopped, 2 failed).
   virtual LProcessResult RunModalJob(const std::string& title,

@@ -80,6 +80,12 @@ void TDQtMainWindow::BuildMenus() {
   if (!Controller) return;
 
   QMenu* file = menuBar()->addMenu(tr("&Project"));
+  AddCommand(file, tr("&New Project"), CM_PROJECT_NEW, QKeySequence::New);
+  AddCommand(file, tr("&Open Project..."), CM_PROJECT_OPEN, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O));
+  AddCommand(file, tr("&Save Project"), CM_PROJECT_SAVE, QKeySequence::Save);
+  AddCommand(file, tr("Save Project &As..."), CM_PROJECT_SAVE_AS, QKeySequence::SaveAs);
+  AddCommand(file, tr("&Close Project"), CM_PROJECT_CLOSE);
+  file->addSeparator();
   QAction* quit = file->addAction(tr("&Quit"));
   quit->setShortcut(QKeySequence::Quit);
   connect(quit, &QAction::triggered, this, &QWidget::close);
@@ -236,6 +242,20 @@ void TDQtMainWindow::UIProjectStateApply() { RebuildTracks(); }
 void TDQtMainWindow::UIClipsApply() { RebuildTracks(); }
 
 void TDQtMainWindow::FlashLockedClips() { QApplication::beep(); }
+
+std::string TDQtMainWindow::AskSaveFile(const std::string& title, const std::string& filter, const std::string& folder,
+                                       const std::string& name) {
+  QString const start = QString::fromStdString(folder + "/" + name);
+  return QFileDialog::getSaveFileName(this, QString::fromStdString(title), start, QString::fromStdString(filter))
+      .toStdString();
+}
+
+std::string TDQtMainWindow::AskOpenFile(const std::string& title, const std::string& filter,
+                                       const std::string& folder) {
+  return QFileDialog::getOpenFileName(this, QString::fromStdString(title), QString::fromStdString(folder),
+                                      QString::fromStdString(filter))
+      .toStdString();
+}
 
 LProcessResult TDQtMainWindow::RunModalJob(const std::string& title,
                                            const std::function<LProcessResult(LProcessInterface&)>& job) {

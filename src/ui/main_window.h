@@ -43,6 +43,9 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView {
   void UIProjectStateApply() override;
   void UIClipsApply() override;
   void FlashLockedClips() override;
+  std::string AskSaveFile(const std::string& title, const std::string& filter, const std::string& folder,
+                          const std::string& name) override;
+  std::string AskOpenFile(const std::string& title, const std::string& filter, const std::string& folder) override;
   LProcessResult RunModalJob(const std::string& title,
                              const std::function<LProcessResult(LProcessInterface&)>& job) override;
 
