@@ -1,5 +1,7 @@
 #include "shell/cli.h"
 
+#include "shell/cli_project.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -32,6 +34,10 @@ const char kUsage[] =
     "\n"
     "Commands:\n"
     "  info FILE              format, rate, channels, length, and a WAV file's chunks\n"
+    "  info PROJECT.tdpj      tracks, clips, length, rate, and audio missing from its data folder\n"
+    "  new PROJECT.tdpj       a new project of 12 tracks\n"
+    "      --rate N           its sample rate (default 44100)\n"
+    "      --add FILE[@S][:T] take FILE in as a clip at S seconds (default 0) on track T (default 1)\n"
     "  convert IN OUT         write IN again in the format OUT's extension names\n"
     "      --bits N           8, 16, 24 or 32-bit integer samples (default 16)\n"
     "      --float            32-bit float samples (WAV, AIFC, raw)\n"
@@ -437,6 +443,10 @@ int TDCliMain(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   if (command == "--version" || command == "-V") {
     std::fprintf(out, "tandrel-cli %s\n", TANDREL_VERSION);
     return kExitOk;
+  }
+  if (command == "new") return TDCliNewProject(args, err, progress);
+  if (command == "info" && args.size() == 2 && ExtensionOf(args[1]) == ".tdpj") {
+    return TDCliProjectInfo(args[1], out, err);
   }
   Options o;
   if (command == "info" || command == "convert") {

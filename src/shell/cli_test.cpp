@@ -198,3 +198,45 @@ TEST_F(CliTest, AStoppedOrImpossibleConversionLeavesNoFile) {
 }
 
 }  // namespace
+
+namespace {
+
+// A project made from files on the command line holds them as clips where the
+// arguments put them, and info tells what its data folder lacks.
+TEST_F(CliTest, NewMakesAProjectOfTheFilesAndInfoDescribesIt) {
+  std::string const wav = Scratch("tone.wav");
+  {
+    LSoundSink sink = LWaveFile::OpenSinkPCM(wav, 8000, 1, 16);
+    std::vector<float> tone(16000, 0.25f);
+    sink->Write(tone.data(), 16000);
+  }
+  std::string const song = Scratch("song.tdpj");
+  CliRun made = Cli({"new", song, "--rate", "48000", "--add", wav, "--add", wav + "@2.5:13"});
+  ASSERT_EQ(made.code, 0) << made.err;
+  EXPECT_TRUE(fs::exists(song + ".ProjectData/0.aud"));
+  EXPECT_TRUE(fs::exists(song + ".ProjectData/1.grf"));
+
+  CliRun info = Cli({"info", song});
+  ASSERT_EQ(info.code, 0) << info.err;
+  EXPECT_NE(info.out.find("Rate:      48000 Hz"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Tracks:    13"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Clips:     2"), std::string::npos);
+  EXPECT_NE(info.out.find("clips end at 0:00:04.500"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Missing:   nothing"), std::string::npos);
+  // Looking at a project leaves its audio alone.
+  EXPECT_TRUE(fs::exists(song + ".ProjectData/0.aud"));
+
+  fs::remove(song + ".ProjectData/1.aud");
+  EXPECT_NE(Cli({"info", song}).out.find("Missing:   1.aud"), std::string::npos);
+
+  EXPECT_EQ(Cli({"new", song}).code, 3);  // never over an existing project
+  EXPECT_EQ(Cli({"new", Scratch("x.tdpj"), "--add", wav + ":251"}).code, 2);
+  EXPECT_EQ(Cli({"new", Scratch("y.tdpj"), "--add", Scratch("absent.wav")}).code, 3);
+  EXPECT_FALSE(fs::exists(Scratch("y.tdpj")));
+  fs::rename(song + ".ProjectData", Scratch("elsewhere"));
+  CliRun lost = Cli({"info", song});
+  EXPECT_EQ(lost.code, 3);
+  EXPECT_NE(lost.err.find("is missing"), std::string::npos) << lost.err;
+}
+
+}  // namespace

@@ -1,18 +1,14 @@
 // The clip and take commands of the controller.
 #include <algorithm>
-#include <cctype>
 #include <climits>
 #include <cstdio>
 
 #include "project/clip_audio.h"
 #include "project/cut_list_load_save.h"
+#include "shell/audio_file_open.h"
 #include "shell/commands.h"
 #include "shell/main_dialog.h"
 #include "shell/user_settings.h"
-#include "sound/aif_file.h"
-#include "sound/au_file.h"
-#include "sound/compressed_wave.h"
-#include "sound/wave_file.h"
 
 namespace {
 
@@ -21,26 +17,6 @@ constexpr char kLockedEdit[] =
 constexpr char kNotSupported[] =
     "The file you have selected is not supported by Tandrel. Please select an audio file, video file or Tandrel "
     "project file.";
-
-std::string LowerExtension(std::string const& path) {
-  std::size_t const dot = path.find_last_of('.');
-  std::size_t const slash = path.find_last_of('/');
-  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return std::string();
-  std::string ext = path.substr(dot);
-  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return ext;
-}
-
-// The readers of the formats this version opens by itself; foreign formats come
-// with the decoders.
-LSoundSource OpenClipFile(std::string const& path) {
-  std::string const ext = LowerExtension(path);
-  if (ext == ".wav" || ext == ".wave" || ext == ".bwf") return LWaveFile::OpenSource(path);
-  if (ext == ".aif" || ext == ".aiff" || ext == ".aifc" || ext == ".afc") return LAifFile::OpenSource(path);
-  if (ext == ".au" || ext == ".snd") return LAuFile::OpenSource(path);
-  if (ext == ".gsm") return LGSMFile::OpenSource(path);
-  return LSoundSource();
-}
 
 }  // namespace
 
@@ -80,7 +56,7 @@ bool MainDialog::AddClip(const std::string& path) {
     View.Alert("The current project has no tracks. Please add a track before adding a clip.", "Could not add clip");
     return false;
   }
-  LSoundSource source = OpenClipFile(path);
+  LSoundSource source = TDOpenAudioFile(path);
   if (!source.IsGood()) {
     View.Alert(kNotSupported, "");
     return false;
