@@ -326,6 +326,10 @@ void TDClipAudio::ReCreateWaveProfile() {
 
 void TDClipAudio::BuildWaveProfile() {
   int const pixels = iProfileKey[3] - iProfileKey[1];
+  vUpper.resize(TDProfileMaxPixels);
+  vLower.resize(TDProfileMaxPixels);
+  std::uint8_t* upper = vUpper.data();
+  std::uint8_t* lower = vLower.data();
   int const rate = GetSampleRate();
   std::int64_t const from = TDTimeToFrames(iProfileKey[0], rate);
   std::int64_t const to = TDTimeToFrames(iProfileKey[2], rate);

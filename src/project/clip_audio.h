@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "project/clip.h"
 #include "project/clip_wave_profile.h"
@@ -82,8 +83,9 @@ class TDClipAudio : public TDClip {
   // Builds again for the same key, after the audio changed.
   void ReCreateWaveProfile();
   int GetProfilePixels() const { return iProfileKey[3] - iProfileKey[1]; }
-  std::uint8_t const* GetUpperProfile() const { return upper; }
-  std::uint8_t const* GetLowerProfile() const { return lower; }
+  // Null until an outline has been built.
+  std::uint8_t const* GetUpperProfile() const { return vUpper.empty() ? nullptr : vUpper.data(); }
+  std::uint8_t const* GetLowerProfile() const { return vLower.empty() ? nullptr : vLower.data(); }
 
  private:
   void BuildWaveProfile();
@@ -93,8 +95,9 @@ class TDClipAudio : public TDClip {
   LCutListAudio clCurrent;
   LCutListAudio clBase;
   LCutListAudio clOriginal;
-  std::uint8_t upper[TDProfileMaxPixels] = {};
-  std::uint8_t lower[TDProfileMaxPixels] = {};
+  // Made when first drawn: a project of thousands of clips loads without them.
+  std::vector<std::uint8_t> vUpper;
+  std::vector<std::uint8_t> vLower;
   // Start ms, first pixel, end ms, last pixel of the profile held; -1 for none.
   int iProfileKey[4] = {-1, -1, -1, -1};
 };
