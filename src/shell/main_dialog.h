@@ -106,6 +106,9 @@ class MainDialog : public TDProjectNotify {
   std::string GetRecoveryFilePath() const;
   // At start: offers to recover the last project when it left a recovery file.
   bool RecoverCrashedProject();
+  // Projects opened or saved lately, newest first, that still exist.
+  static constexpr int kRecentProjects = 8;
+  std::vector<std::string> GetRecentProjects() const;
   // Takes an audio file into the project's data folder as a clip at the cursor on
   // the current track. False, having said why, when it could not.
   bool AddClip(const std::string& path);
@@ -190,6 +193,7 @@ class MainDialog : public TDProjectNotify {
   // Rebuilds the waveform files the data folder lacks for the open project.
   void ProjectCheckIntegrity();
   void UpdateCaption();
+  void AddRecentProject(const std::string& path);
   // Where the save and open choosers start: "SaveDir", or "Tandrel Projects".
   std::string ProjectsFolder() const;
   // The save chooser and the save; false when cancelled or failed.

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <set>
 
 #include "foundation/app_paths.h"
@@ -35,6 +36,11 @@ std::string StemOf(std::string const& path) {
 
 constexpr char kProjectFilter[] = "Tandrel Project (*.tdpj)";
 
+bool EndsWithRecovery(std::string const& path) {
+  std::string const tail = ".tdpj-recover";
+  return path.size() >= tail.size() && path.compare(path.size() - tail.size(), tail.size(), tail) == 0;
+}
+
 }  // namespace
 
 void MainDialog::UpdateCaption() {
@@ -56,6 +62,26 @@ std::string MainDialog::GetRecoveryFilePath() const {
   std::string const folder =
       Project.szDataFolderPath.empty() ? TDProjectDataFolderOf(Project.szFilePath) : Project.szDataFolderPath;
   return folder + "/" + TDRecoveryFileName;
+}
+
+std::vector<std::string> MainDialog::GetRecentProjects() const {
+  std::vector<std::string> out;
+  for (int i = 0; i < kRecentProjects; ++i) {
+    std::string path;
+    LUserSettingGetString("RecentProjects", ("Project" + std::to_string(i)).c_str(), "", path);
+    if (!path.empty() && LFile::Exists(path)) out.push_back(path);
+  }
+  return out;
+}
+
+void MainDialog::AddRecentProject(const std::string& path) {
+  std::vector<std::string> list = GetRecentProjects();
+  list.erase(std::remove(list.begin(), list.end(), path), list.end());
+  list.insert(list.begin(), path);
+  for (int i = 0; i < kRecentProjects; ++i) {
+    std::string const value = i < static_cast<int>(list.size()) ? list[static_cast<std::size_t>(i)] : std::string();
+    LUserSettingSetString("RecentProjects", ("Project" + std::to_string(i)).c_str(), value.c_str());
+  }
 }
 
 // ---------------------------------------------------------------------------
@@ -211,6 +237,7 @@ bool MainDialog::ProjectLoad(const std::string& path) {
     return false;
   }
   LUserSettingSetString("Settings", "szLastProjectFilePath", path.c_str());
+  AddRecentProject(path);
   Project.ResetEnd();
   Project.Clips.PreserveAudioCuts();
   ProjectCheckIntegrity();
@@ -249,6 +276,7 @@ bool MainDialog::ProjectSave(const std::string& path, const std::string& title, 
   std::string const oldRecovery = GetRecoveryFilePath();
   Project.szFilePath = path;
   LUserSettingSetString("Settings", "szLastProjectFilePath", path.c_str());
+  if (!EndsWithRecovery(path)) AddRecentProject(path);
   if (IsFolder(job.szDataFolder)) {
     Project.szDataFolderPath = job.szDataFolder;
     LAudioCutTank::Instance().SetWorkingFolder(job.szDataFolder);

@@ -122,6 +122,10 @@ TEST_F(ProjectCommandsTest, TheClosePromptSavesStaysOrDiscards) {
   EXPECT_EQ(dialog.GetProject().Clips.GetCount(), 1);
   EXPECT_EQ(dialog.GetUndoPointName(), "Open Project");
   EXPECT_FALSE(dialog.IsProjectDirty());
+  // It heads the recent projects, once; a project that went away drops out.
+  EXPECT_EQ(dialog.GetRecentProjects(), std::vector<std::string>{song});
+  fs::rename(song, song + ".bak");
+  EXPECT_TRUE(dialog.GetRecentProjects().empty());
 }
 
 TEST_F(ProjectCommandsTest, AFailedLoadSaysWhyAndLeavesADefaultProject) {

@@ -85,6 +85,20 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(file, tr("&Save Project"), CM_PROJECT_SAVE, QKeySequence::Save);
   AddCommand(file, tr("Save Project &As..."), CM_PROJECT_SAVE_AS, QKeySequence::SaveAs);
   AddCommand(file, tr("&Close Project"), CM_PROJECT_CLOSE);
+  QMenu* recent = file->addMenu(tr("&Recent Projects"));
+  // Filled when opened, so it always shows what exists now.
+  connect(recent, &QMenu::aboutToShow, this, [this, recent] {
+    recent->clear();
+    if (!Controller) return;
+    std::vector<std::string> const paths = Controller->GetRecentProjects();
+    if (paths.empty()) recent->addAction(tr("(none)"))->setEnabled(false);
+    for (std::string const& path : paths) {
+      QAction* a = recent->addAction(QString::fromStdString(path));
+      connect(a, &QAction::triggered, this, [this, path] {
+        if (Controller) Controller->ProjectLoad(path);
+      });
+    }
+  });
   file->addSeparator();
   QAction* quit = file->addAction(tr("&Quit"));
   quit->setShortcut(QKeySequence::Quit);
