@@ -330,9 +330,6 @@ void LMP3Layer3Decoder::DecodeScaleFactors(LMP3Header const& h, int gr, int ch) 
       }
     }
   }
-  // The top band carries no scale factor: it takes the position of the one below.
-  c.aMaxLong[21] = c.aMaxLong[20];
-  for (int w = 0; w < 3; ++w) c.aMaxShort[12][w] = c.aMaxShort[11][w];
 }
 
 void LMP3Layer3Decoder::DecodeHuffmanData(LMP3Header const& /*h*/, int gr, int ch, std::size_t end) {
@@ -506,9 +503,16 @@ void LMP3Layer3Decoder::JointStereoProcessing(LMP3Header const& h, int gr) {
     int bound = 22;
     while (bound > 0 && !anyNonZero(bands.aLong[bound - 1], bands.aLong[bound])) --bound;
     midSide(0, bands.aLong[bound]);
+    // The top band has no position of its own: it keeps the one of the band below
+    // when that band is intensity coded, else position 0.
+    int pos = 0;
+    int max = -1;
     for (int sfb = bound; sfb < 22; ++sfb) {
-      int const pos = R.aScaleLong[sfb < 21 ? sfb : 20];
-      intensityBand(bands.aLong[sfb], bands.aLong[sfb + 1], pos, R.aMaxLong[sfb]);
+      if (sfb < 21) {
+        pos = R.aScaleLong[sfb];
+        max = R.aMaxLong[sfb];
+      }
+      intensityBand(bands.aLong[sfb], bands.aLong[sfb + 1], pos, max);
     }
   } else {
     int const first = g.bMixedBlock ? MixedFirstShortBand(bands) : 0;
@@ -528,16 +532,21 @@ void LMP3Layer3Decoder::JointStereoProcessing(LMP3Header const& h, int gr) {
         --bound;
       }
       if (bound > first) shortPartEmpty = false;
+      int pos = 0;
+      int max = -1;
       for (int s = first; s < 13; ++s) {
         int from = 0;
         int to = 0;
         windowRange(s, from, to);
         if (s < bound) {
           midSide(from, to);
-        } else {
-          int const pos = R.aScaleShort[s < 12 ? s : 11][w];
-          intensityBand(from, to, pos, R.aMaxShort[s][w]);
+          continue;
         }
+        if (s < 12) {
+          pos = R.aScaleShort[s][w];
+          max = R.aMaxShort[s][w];
+        }
+        intensityBand(from, to, pos, max);
       }
     }
     if (g.bMixedBlock) {
