@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "codecs/mp3_file.h"
 #include "foundation/byte_order.h"
 #include "foundation/file.h"
 #include "foundation/process_interface.h"
@@ -48,7 +49,7 @@ const char kUsage[] =
     "  u8, s8, s16le, s16be, s24le, s24be, s32le, s32be, f32le, f32be, f64le, f64be, ulaw\n"
     "  or alaw. The same names choose a .raw output's body with --raw-codec.\n"
     "\n"
-    "Files: .wav, .aif, .aiff, .aifc, .au, .snd, .gsm, .raw, .pcm\n"
+    "Files: .wav, .aif, .aiff, .aifc, .au, .snd, .gsm, .mp3 (read only), .raw, .pcm\n"
     "\n"
     "Options:\n"
     "  -h, --help     show this help and exit\n"
@@ -131,14 +132,32 @@ std::string OpenErrorMessage(const LSoundSource& source, const std::string& path
                "\" because it is using an unknown codec or is possibly not a real wave file.";
       [[fallthrough]];
     default:
+      if (extension == ".mp3")
+        return "Cannot open the file \"" + path + "\". It is possibly either corrupt or not a true layer-3 MPEG file.";
       return "Cannot open the file \"" + path + "\". It is possible the file format is not supported by this program.";
   }
 }
 
 bool IsRawExtension(const std::string& ext) { return ext == ".raw" || ext == ".pcm"; }
 
+// A WAV file whose body is MPEG Layer 3 (tag 85) is an MP3 stream in a RIFF
+// wrapper: the WAV reader has no decoder for it, so it is opened again as MP3, whose
+// frame search steps over the RIFF head. This is done here, where files are opened
+// by name, because the sound layer does not know the codecs.
+LSoundSource OpenWaveOrWrappedMp3(const std::string& path) {
+  LSoundSource source = LWaveFile::OpenSource(path);
+  if (source->GetErrorState() != LSoundErrorNoDecoder) return source;
+  LFile file;
+  LWavHeader header;
+  if (file.OpenRead(path) && LWavReadHeader(file, header, false) == 0 && header.iTag == LWavTagMPEGLayer3) {
+    return LMP3File::OpenSource(path.c_str());
+  }
+  return source;
+}
+
 LSoundSource OpenInput(const std::string& path, const std::string& ext, const LRawSettings* raw) {
-  if (ext == ".wav" || ext == ".wave" || ext == ".bwf") return LWaveFile::OpenSource(path);
+  if (ext == ".wav" || ext == ".wave" || ext == ".bwf") return OpenWaveOrWrappedMp3(path);
+  if (ext == ".mp3") return LMP3File::OpenSource(path.c_str());
   if (ext == ".aif" || ext == ".aiff" || ext == ".aifc" || ext == ".afc") return LAifFile::OpenSource(path);
   if (ext == ".au" || ext == ".snd") return LAuFile::OpenSource(path);
   if (ext == ".gsm") return LGSMFile::OpenSource(path);
@@ -296,6 +315,7 @@ const char* KindOf(const std::string& ext) {
   if (ext == ".aifc" || ext == ".afc") return "AIFF/AIFC";
   if (ext == ".au" || ext == ".snd") return "Sun/NeXT audio (AU)";
   if (ext == ".gsm") return "GSM 06.10";
+  if (ext == ".mp3") return "MPEG Layer 3";
   return "headerless";
 }
 
@@ -424,8 +444,8 @@ int CmdConvert(const Options& o, std::FILE* err, LProcessInterface& progress) {
 }  // namespace
 
 bool TDCliIsReadableExtension(const std::string& e) {
-  for (const char* known : {".wav", ".wave", ".bwf", ".aif", ".aiff", ".aifc", ".afc", ".au", ".snd", ".gsm", ".raw",
-                            ".pcm"})
+  for (const char* known : {".wav", ".wave", ".bwf", ".aif", ".aiff", ".aifc", ".afc", ".au", ".snd", ".gsm", ".mp3",
+                            ".raw", ".pcm"})
     if (e == known) return true;
   return false;
 }

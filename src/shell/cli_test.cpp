@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <vector>
 
 #include "foundation/process_interface.h"
+#include "codecs/mp3_file.h"
 #include "sound/aif_file.h"
 #include "sound/wave_file.h"
 
@@ -240,3 +242,61 @@ TEST_F(CliTest, NewMakesAProjectOfTheFilesAndInfoDescribesIt) {
 }
 
 }  // namespace
+TEST_F(CliTest, Mp3FilesAreReadByTheirOwnDecoder) {
+  const std::string mp3 = std::string(TANDREL_TESTDATA_DIR) + "/mp3/l3-sin1k0db.bit";
+  fs::copy_file(mp3, Scratch("sine.mp3"));
+  CliRun info = Cli({"info", Scratch("sine.mp3")});
+  EXPECT_EQ(info.code, 0) << info.err;
+  EXPECT_NE(info.out.find("Format:    MPEG Layer 3\n"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Rate:      44100 Hz\n"), std::string::npos);
+  EXPECT_NE(info.out.find("Channels:  2\n"), std::string::npos);
+  CliRun convert = Cli({"convert", Scratch("sine.mp3"), Scratch("sine.wav")});
+  ASSERT_EQ(convert.code, 0) << convert.err;
+  LSoundSource wav = LWaveFile::OpenSource(Scratch("sine.wav"));
+  ASSERT_TRUE(wav.IsGood());
+  // A 1 kHz sine at full scale: the 16-bit copy peaks near full scale.
+  std::vector<float> const all = ReadAll(wav);
+  float peak = 0;
+  for (float v : all) peak = std::max(peak, std::fabs(v));
+  EXPECT_GT(peak, 0.9f);
+  EXPECT_EQ(static_cast<int>(all.size()) / 2, LMP3File::OpenSource(Scratch("sine.mp3").c_str())->GetEndSample());
+}
+
+TEST_F(CliTest, WaveFileHoldingMp3IsReadAsMp3) {
+  // A RIFF head with format tag 85 in front of MP3 frames, as some programs write.
+  const std::vector<char> body = [] {
+    std::FILE* f = std::fopen((std::string(TANDREL_TESTDATA_DIR) + "/mp3/l3-si.bit").c_str(), "rb");
+    std::vector<char> b(24659);
+    b.resize(std::fread(b.data(), 1, b.size(), f));
+    std::fclose(f);
+    return b;
+  }();
+  std::vector<unsigned char> h = {'R', 'I', 'F', 'F', 0, 0, 0, 0, 'W', 'A', 'V', 'E', 'f', 'm', 't', ' ', 30, 0, 0, 0,
+                                  85, 0, 1, 0, 0x44, 0xAC, 0, 0, 0x80, 0x3E, 0, 0, 1, 0, 0, 0, 12, 0,
+                                  1, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 'd', 'a', 't', 'a'};
+  const std::uint32_t size = static_cast<std::uint32_t>(body.size());
+  for (int i = 0; i < 4; ++i) h.push_back(static_cast<unsigned char>(size >> (8 * i)));
+  std::FILE* f = std::fopen(Scratch("mp3.wav").c_str(), "wb");
+  std::fwrite(h.data(), 1, h.size(), f);
+  std::fwrite(body.data(), 1, body.size(), f);
+  std::fclose(f);
+  CliRun info = Cli({"info", Scratch("mp3.wav")});
+  EXPECT_EQ(info.code, 0) << info.err;
+  EXPECT_NE(info.out.find("Codec:     MPEG Layer 3 (tag 85)"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Channels:  1\n"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Frames:    " + std::to_string(LMP3File::OpenSource((std::string(TANDREL_TESTDATA_DIR) +
+                                                                                   "/mp3/l3-si.bit").c_str())
+                                                              ->GetEndSample())),
+            std::string::npos)
+      << info.out;
+}
+
+TEST_F(CliTest, DamagedMp3SaysItIsCorrupt) {
+  std::FILE* f = std::fopen(Scratch("bad.mp3").c_str(), "wb");
+  std::vector<char> junk(100000, 'x');
+  std::fwrite(junk.data(), 1, junk.size(), f);
+  std::fclose(f);
+  CliRun r = Cli({"info", Scratch("bad.mp3")});
+  EXPECT_EQ(r.code, 3);
+  EXPECT_NE(r.err.find("because it is corrupt"), std::string::npos) << r.err;
+}

@@ -1,0 +1,649 @@
+#include "codecs/mp3_layer3.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "codecs/mp3_tables.h"
+
+namespace {
+
+// MPEG-1 scale factor lengths by scalefac_compress: bands 0..10 and 11..20 of a long
+// block, 0..5 and 6..11 of a short one.
+constexpr int kSlen[2][16] = {
+    {0, 0, 0, 0, 3, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4},
+    {0, 1, 2, 3, 0, 1, 2, 3, 1, 2, 3, 1, 2, 3, 2, 3},
+};
+
+// Extra amplification of the upper long bands when preflag is set.
+constexpr int kPretab[22] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 3, 3, 3, 2, 0};
+
+// MPEG-2: how many scale factors each of the four length classes covers, by the
+// class of scalefac_compress and by block kind (long, short, mixed). Short entries
+// count band-windows.
+constexpr int kLsfPartitions[6][3][4] = {
+    {{6, 5, 5, 5}, {9, 9, 9, 9}, {6, 9, 9, 9}},
+    {{6, 5, 7, 3}, {9, 9, 12, 6}, {6, 9, 12, 6}},
+    {{11, 10, 0, 0}, {18, 18, 0, 0}, {15, 18, 0, 0}},
+    {{7, 7, 7, 0}, {12, 12, 12, 0}, {6, 15, 12, 0}},
+    {{6, 6, 6, 3}, {12, 9, 9, 6}, {6, 12, 9, 6}},
+    {{8, 8, 5, 0}, {15, 12, 9, 0}, {6, 18, 9, 0}},
+};
+
+constexpr float kInvSqrt2 = 0.70710678118654752f;
+
+inline int DecodeSymbol(LMP3BitReader& b, LMP3HuffmanTree const& t) {
+  std::uint32_t const w = b.Peek32();
+  std::uint32_t e = t.pEntries[w >> (32 - t.iRootBits)];
+  int taken = 0;
+  int level = t.iRootBits;
+  while (e & LMP3HuffmanTree::kSub) {
+    taken += level;
+    level = static_cast<int>((e >> 16) & 31);
+    e = t.pEntries[(e & 0xFFFF) + ((w << taken) >> (32 - level))];
+  }
+  b.Skip(static_cast<unsigned>(taken) + ((e >> 8) & 0xFF));
+  return static_cast<int>(e & 0xFF);
+}
+
+inline bool IsShort(LMP3GranuleInfo const& g) { return g.bWindowSwitching && g.iBlockType == 2; }
+
+// Lines below this belong to the long part of a mixed block.
+constexpr int kMixedLongLines = 36;
+
+int MixedLongBands(LMP3BandEdges const& b) {
+  int n = 0;
+  while (n < 22 && b.aLong[n + 1] <= kMixedLongLines) ++n;
+  return n;
+}
+
+int MixedFirstShortBand(LMP3BandEdges const& b) {
+  int s = 0;
+  while (s < 13 && 3 * b.aShort[s] < kMixedLongLines) ++s;
+  return s;
+}
+
+}  // namespace
+
+LMP3Layer3Decoder::LMP3Layer3Decoder() { Reset(); }
+
+void LMP3Layer3Decoder::Reset() {
+  for (auto& c : aChannel) {
+    std::memset(c.aOverlap, 0, sizeof c.aOverlap);
+    std::memset(c.aScaleLong, 0, sizeof c.aScaleLong);
+    std::memset(c.aScaleShort, 0, sizeof c.aScaleShort);
+  }
+  for (auto& s : aSynth) s.Reset();
+  std::memset(aMain, 0, sizeof aMain);
+  iMainBytes = 0;
+  iMainStart = -1;
+}
+
+bool LMP3Layer3Decoder::DecodeSideInformation(LMP3Header const& h, std::uint8_t const* data, int mainBytes) {
+  std::uint8_t padded[32 + LMP3BitReader::kPadBytes] = {};
+  std::memcpy(padded, data, static_cast<std::size_t>(h.GetSideInfoSize()));
+  LMP3BitReader b(padded, 0);
+  int const channels = h.GetChannels();
+  bool const lsf = h.iVersion != 0;
+  int const granules = lsf ? 1 : 2;
+  LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
+
+  LMP3SideInfo s;
+  if (lsf) {
+    s.iMainDataBegin = static_cast<int>(b.Read(8));
+    b.Skip(channels == 1 ? 1 : 2);
+  } else {
+    s.iMainDataBegin = static_cast<int>(b.Read(9));
+    b.Skip(channels == 1 ? 5 : 3);
+    for (int ch = 0; ch < channels; ++ch) {
+      for (int g = 0; g < 4; ++g) s.aScfsi[ch][g] = static_cast<int>(b.ReadBit());
+    }
+  }
+  long totalBits = 0;
+  for (int gr = 0; gr < granules; ++gr) {
+    for (int ch = 0; ch < channels; ++ch) {
+      LMP3GranuleInfo& g = s.aGranule[gr][ch];
+      g.iPart23Length = static_cast<int>(b.Read(12));
+      g.iBigValues = static_cast<int>(b.Read(9));
+      g.iGlobalGain = static_cast<int>(b.Read(8));
+      g.iScalefacCompress = static_cast<int>(b.Read(lsf ? 9 : 4));
+      g.bWindowSwitching = b.ReadBit() != 0;
+      if (g.bWindowSwitching) {
+        g.iBlockType = static_cast<int>(b.Read(2));
+        g.bMixedBlock = b.ReadBit() != 0;
+        for (int r = 0; r < 2; ++r) g.aTableSelect[r] = static_cast<int>(b.Read(5));
+        g.aTableSelect[2] = 0;
+        for (int w = 0; w < 3; ++w) g.aSubblockGain[w] = static_cast<int>(b.Read(3));
+        // Fixed region split: the first 8 long bands, or 9 band-windows of a short block.
+        g.iRegion1Start = (g.iBlockType == 2 && !g.bMixedBlock) ? 3 * bands.aShort[3] : bands.aLong[8];
+        g.iRegion2Start = 576;
+        if (g.iBlockType == 0) return false;  // switching to a normal block is not a switch
+      } else {
+        g.iBlockType = 0;
+        g.bMixedBlock = false;
+        for (int r = 0; r < 3; ++r) g.aTableSelect[r] = static_cast<int>(b.Read(5));
+        int const region0 = static_cast<int>(b.Read(4));
+        int const region1 = static_cast<int>(b.Read(3));
+        g.iRegion1Start = bands.aLong[region0 + 1];
+        g.iRegion2Start = bands.aLong[std::min(region0 + region1 + 2, 22)];
+      }
+      g.bPreflag = lsf ? false : b.ReadBit() != 0;
+      g.bScalefacScale = b.ReadBit() != 0;
+      g.iCount1Table = static_cast<int>(b.ReadBit());
+
+      if (g.iBigValues > 288) return false;
+      int const bigEnd = 2 * g.iBigValues;
+      int const ends[3] = {std::min(g.iRegion1Start, bigEnd), std::min(g.iRegion2Start, bigEnd), bigEnd};
+      int from = 0;
+      for (int r = 0; r < 3; ++r) {
+        if (ends[r] > from && LMP3PairCodes(g.aTableSelect[r]) == nullptr && g.aTableSelect[r] != 0) return false;
+        from = std::max(from, ends[r]);
+      }
+      totalBits += g.iPart23Length;
+    }
+  }
+  // All main data must lie in the reservoir's reach and this frame.
+  if (totalBits > static_cast<long>(s.iMainDataBegin + mainBytes) * 8) return false;
+  side = s;
+  return true;
+}
+
+void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* main, int mainBytes,
+                                    std::int32_t* out) {
+  iChannels = h.GetChannels();
+  // The reservoir needs at most the last 511 bytes of earlier frames.
+  int const keep = std::min(iMainBytes, 511);
+  if (keep < iMainBytes) std::memmove(aMain, aMain + (iMainBytes - keep), static_cast<std::size_t>(keep));
+  iMainBytes = keep;
+  mainBytes = std::clamp(mainBytes, 0, static_cast<int>(sizeof aMain) - LMP3BitReader::kPadBytes - iMainBytes);
+  iMainStart = side.iMainDataBegin <= iMainBytes ? iMainBytes - side.iMainDataBegin : -1;
+  std::memcpy(aMain + iMainBytes, main, static_cast<std::size_t>(mainBytes));
+  iMainBytes += mainBytes;
+  std::memset(aMain + iMainBytes, 0, LMP3BitReader::kPadBytes);
+
+  int const granules = h.iVersion == 0 ? 2 : 1;
+  std::size_t pos = iMainStart >= 0 ? static_cast<std::size_t>(iMainStart) * 8 : 0;
+  bits = LMP3BitReader(aMain, pos);
+  for (int gr = 0; gr < granules; ++gr) {
+    for (int ch = 0; ch < iChannels; ++ch) {
+      Channel& c = aChannel[ch];
+      if (iMainStart < 0) {
+        // Data from before the jump: play the granule as silence, letting the
+        // overlap of the last good one fade out.
+        c.iNonZero = 0;
+        std::memset(c.aValues, 0, sizeof c.aValues);
+        continue;
+      }
+      std::size_t const end = pos + static_cast<std::size_t>(side.aGranule[gr][ch].iPart23Length);
+      bits.SetPosition(pos);
+      DecodeScaleFactors(h, gr, ch);
+      DecodeHuffmanData(h, gr, ch, end);
+      pos = end;
+    }
+    DecodeGranule(h, gr, out + static_cast<std::size_t>(gr) * 576 * static_cast<std::size_t>(iChannels));
+  }
+}
+
+void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr, std::int32_t* out) {
+  for (int ch = 0; ch < iChannels; ++ch) RequantizeSpectrum(h, gr, ch);
+  JointStereoProcessing(h, gr);
+  LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
+  for (int ch = 0; ch < iChannels; ++ch) {
+    Channel& c = aChannel[ch];
+    LMP3GranuleInfo const& g = side.aGranule[gr][ch];
+    if (IsShort(g)) {
+      // Short blocks are stored band by band, window by window; the IMDCT wants
+      // each sub-band's three windows of six lines together.
+      float reordered[576];
+      int const first = g.bMixedBlock ? MixedFirstShortBand(bands) : 0;
+      int const from = g.bMixedBlock ? kMixedLongLines : 0;
+      std::memcpy(reordered, c.aSpectrum, sizeof reordered);
+      for (int i = from; i < 576; ++i) reordered[i] = 0;
+      for (int s = first; s < 13; ++s) {
+        int const start = bands.aShort[s];
+        int const width = bands.aShort[s + 1] - start;
+        for (int w = 0; w < 3; ++w) {
+          for (int j = 0; j < width; ++j) {
+            int const f = start + j;
+            int const dst = (f / 6) * 18 + w * 6 + (f % 6);
+            int const src = 3 * start + w * width + j;
+            if (dst >= from) reordered[dst] = c.aSpectrum[src];
+          }
+        }
+      }
+      std::memcpy(c.aSpectrum, reordered, sizeof reordered);
+      int nz = 576;
+      while (nz > 0 && c.aSpectrum[nz - 1] == 0) --nz;
+      c.iNonZero = nz;
+    }
+    AliasReduction(gr, ch);
+    IMDCTSynthesize(gr, ch);
+    aSynth[ch].Synthesize(c.aSubband, out + ch, iChannels);
+  }
+}
+
+void LMP3Layer3Decoder::DecodeScaleFactors(LMP3Header const& h, int gr, int ch) {
+  Channel& c = aChannel[ch];
+  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
+  if (h.iVersion == 0) {
+    int const slen1 = kSlen[0][g.iScalefacCompress];
+    int const slen2 = kSlen[1][g.iScalefacCompress];
+    for (auto& m : c.aMaxLong) m = 7;
+    for (auto& row : c.aMaxShort) row[0] = row[1] = row[2] = 7;
+    if (IsShort(g)) {
+      int s = 0;
+      if (g.bMixedBlock) {
+        for (int sfb = 0; sfb < 8; ++sfb) c.aScaleLong[sfb] = static_cast<int>(bits.Read(slen1));
+        s = 3;
+      }
+      for (; s < 12; ++s) {
+        int const len = s < 6 ? slen1 : slen2;
+        for (int w = 0; w < 3; ++w) c.aScaleShort[s][w] = static_cast<int>(bits.Read(len));
+      }
+      c.aScaleShort[12][0] = c.aScaleShort[12][1] = c.aScaleShort[12][2] = 0;
+    } else {
+      // The second granule may take a group of bands from the first.
+      constexpr int kGroups[5] = {0, 6, 11, 16, 21};
+      for (int grp = 0; grp < 4; ++grp) {
+        if (gr == 1 && side.aScfsi[ch][grp]) continue;
+        int const len = grp < 2 ? slen1 : slen2;
+        for (int sfb = kGroups[grp]; sfb < kGroups[grp + 1]; ++sfb) c.aScaleLong[sfb] = static_cast<int>(bits.Read(len));
+      }
+      c.aScaleLong[21] = 0;
+    }
+    return;
+  }
+
+  // MPEG-2: the lengths come from scalefac_compress by one of two schemes, the
+  // second for the intensity-coded right channel.
+  int sfc = g.iScalefacCompress;
+  int slen[4] = {};
+  int kind = 0;
+  bool const intensityRight = ch == 1 && h.iMode == 1 && (h.iModeExtension & 1);
+  if (!intensityRight) {
+    if (sfc < 400) {
+      slen[0] = (sfc >> 4) / 5;
+      slen[1] = (sfc >> 4) % 5;
+      slen[2] = (sfc & 15) >> 2;
+      slen[3] = sfc & 3;
+      kind = 0;
+    } else if (sfc < 500) {
+      sfc -= 400;
+      slen[0] = (sfc >> 2) / 5;
+      slen[1] = (sfc >> 2) % 5;
+      slen[2] = sfc & 3;
+      kind = 1;
+    } else {
+      sfc -= 500;
+      slen[0] = sfc / 3;
+      slen[1] = sfc % 3;
+      kind = 2;
+      side.aGranule[gr][ch].bPreflag = true;
+    }
+  } else {
+    int const half = sfc >> 1;
+    if (half < 180) {
+      slen[0] = half / 36;
+      slen[1] = (half % 36) / 6;
+      slen[2] = half % 6;
+      kind = 3;
+    } else if (half < 244) {
+      int const v = half - 180;
+      slen[0] = (v & 63) >> 4;
+      slen[1] = (v & 15) >> 2;
+      slen[2] = v & 3;
+      kind = 4;
+    } else {
+      int const v = half - 244;
+      slen[0] = v / 3;
+      slen[1] = v % 3;
+      kind = 5;
+    }
+  }
+  int const blockKind = IsShort(g) ? (g.bMixedBlock ? 2 : 1) : 0;
+  int const* counts = kLsfPartitions[kind][blockKind];
+  // Walk the scale factors in stream order: long bands, then band-windows.
+  int longDone = 0;
+  int shortBand = 0;
+  int window = 0;
+  int longCount = blockKind == 0 ? 21 : (blockKind == 2 ? 6 : 0);
+  if (blockKind == 2) shortBand = 3;
+  for (auto& row : c.aScaleShort) row[0] = row[1] = row[2] = 0;
+  std::memset(c.aScaleLong, 0, sizeof c.aScaleLong);
+  for (auto& m : c.aMaxLong) m = 0;
+  for (auto& row : c.aMaxShort) row[0] = row[1] = row[2] = 0;
+  for (int part = 0; part < 4; ++part) {
+    int const len = slen[part];
+    int const max = (1 << len) - 1;
+    for (int n = 0; n < counts[part]; ++n) {
+      int const v = static_cast<int>(bits.Read(len));
+      if (longDone < longCount) {
+        c.aScaleLong[longDone] = v;
+        c.aMaxLong[longDone] = max;
+        ++longDone;
+      } else if (shortBand < 12) {
+        c.aScaleShort[shortBand][window] = v;
+        c.aMaxShort[shortBand][window] = max;
+        if (++window == 3) {
+          window = 0;
+          ++shortBand;
+        }
+      }
+    }
+  }
+}
+
+void LMP3Layer3Decoder::DecodeHuffmanData(LMP3Header const& /*h*/, int gr, int ch, std::size_t end) {
+  Channel& c = aChannel[ch];
+  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
+  int* v = c.aValues;
+  int const bigEnd = 2 * g.iBigValues;
+  int const limits[3] = {std::min(g.iRegion1Start, bigEnd), std::min(g.iRegion2Start, bigEnd), bigEnd};
+  LMP3BitReader b = bits;
+  int i = 0;
+  bool broken = false;
+  for (int r = 0; r < 3 && !broken; ++r) {
+    int const limit = limits[r];
+    if (i >= limit) continue;
+    int const table = g.aTableSelect[r];
+    if (table == 0) {
+      for (; i < limit; ++i) v[i] = 0;
+      continue;
+    }
+    LMP3HuffmanTree const& tree = t.aTrees[table];
+    int const linbits = tree.iLinBits;
+    for (; i < limit; i += 2) {
+      if (b.Position() >= end) {
+        broken = true;
+        break;
+      }
+      int const sym = DecodeSymbol(b, tree);
+      int x = sym >> 4;
+      int y = sym & 15;
+      if (x == 15 && linbits) x += static_cast<int>(b.Read(linbits));
+      if (x && b.ReadBit()) x = -x;
+      if (y == 15 && linbits) y += static_cast<int>(b.Read(linbits));
+      if (y && b.ReadBit()) y = -y;
+      v[i] = x;
+      v[i + 1] = y;
+    }
+  }
+  if (broken) {
+    // The granule's bits ran out inside the big values: what is left is unknown.
+    for (; i < 576; ++i) v[i] = 0;
+    c.iNonZero = bigEnd < 576 ? bigEnd : 576;
+    return;
+  }
+  // Quadruples of values -1..1 until the granule's bits are used up.
+  LMP3HuffmanTree const& quad = t.aTrees[32 + g.iCount1Table];
+  while (i + 4 <= 576 && b.Position() < end) {
+    int const sym = DecodeSymbol(b, quad);
+    int q[4] = {(sym >> 3) & 1, (sym >> 2) & 1, (sym >> 1) & 1, sym & 1};
+    for (int& e : q) {
+      if (e && b.ReadBit()) e = -1;
+    }
+    // A quadruple that ends past the granule's bits was never meant: drop it.
+    if (b.Position() > end) break;
+    v[i] = q[0];
+    v[i + 1] = q[1];
+    v[i + 2] = q[2];
+    v[i + 3] = q[3];
+    i += 4;
+  }
+  c.iNonZero = i;
+  for (; i < 576; ++i) v[i] = 0;
+}
+
+void LMP3Layer3Decoder::RequantizeSpectrum(LMP3Header const& h, int gr, int ch) {
+  Channel& c = aChannel[ch];
+  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
+  LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
+  float* xr = c.aSpectrum;
+  int const* v = c.aValues;
+  int const nz = c.iNonZero;
+  int const shift = g.bScalefacScale ? 4 : 2;  // quarter powers of two per scale factor step
+  int const base = g.iGlobalGain - 210;
+
+  auto band = [&](int from, int to, int exponent, int stride) {
+    if (exponent < -512) exponent = -512;
+    if (exponent > 63) exponent = 63;
+    float const gain = t.aGain[exponent + 512];
+    (void)stride;
+    for (int i = from; i < to; ++i) {
+      int const q = v[i];
+      float const m = t.aPow43[q < 0 ? -q : q] * gain;
+      xr[i] = q < 0 ? -m : m;
+    }
+  };
+  std::memset(xr, 0, sizeof c.aSpectrum);
+  if (!IsShort(g)) {
+    for (int sfb = 0; sfb < 22 && bands.aLong[sfb] < nz; ++sfb) {
+      int const sf = c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0);
+      band(bands.aLong[sfb], std::min<int>(bands.aLong[sfb + 1], nz), base - shift * sf, 1);
+    }
+    return;
+  }
+  int first = 0;
+  if (g.bMixedBlock) {
+    int const longBands = MixedLongBands(bands);
+    for (int sfb = 0; sfb < longBands; ++sfb) {
+      int const sf = c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0);
+      band(bands.aLong[sfb], std::min<int>(bands.aLong[sfb + 1], nz), base - shift * sf, 1);
+    }
+    first = MixedFirstShortBand(bands);
+  }
+  for (int s = first; s < 13; ++s) {
+    int const start = bands.aShort[s];
+    int const width = bands.aShort[s + 1] - start;
+    for (int w = 0; w < 3; ++w) {
+      int const from = 3 * start + w * width;
+      if (from >= nz) break;
+      band(from, std::min(from + width, nz), base - 8 * g.aSubblockGain[w] - shift * c.aScaleShort[s][w], 1);
+    }
+  }
+}
+
+void LMP3Layer3Decoder::JointStereoProcessing(LMP3Header const& h, int gr) {
+  if (iChannels != 2 || h.iMode != 1 || iMainStart < 0) return;
+  bool const ms = (h.iModeExtension & 2) != 0;
+  bool const intensity = (h.iModeExtension & 1) != 0;
+  Channel& L = aChannel[0];
+  Channel& R = aChannel[1];
+  float* l = L.aSpectrum;
+  float* r = R.aSpectrum;
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
+  LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
+  LMP3GranuleInfo const& g = side.aGranule[gr][1];
+  bool const lsf = h.iVersion != 0;
+  int const lsfScale = g.iScalefacCompress & 1;
+
+  auto midSide = [&](int from, int to) {
+    if (!ms) return;
+    for (int i = from; i < to; ++i) {
+      float const m = l[i];
+      float const s = r[i];
+      l[i] = (m + s) * kInvSqrt2;
+      r[i] = (m - s) * kInvSqrt2;
+    }
+  };
+  // One band of intensity stereo at `pos`, or mid/side if the position is the
+  // one that means "not intensity coded".
+  auto intensityBand = [&](int from, int to, int pos, int max) {
+    if (lsf ? pos == max : pos >= 7) {
+      midSide(from, to);
+      return;
+    }
+    float kl = 1;
+    float kr = 1;
+    if (lsf) {
+      if (pos & 1) kl = t.aIntensityLsf[lsfScale][pos];
+      else if (pos != 0) kr = t.aIntensityLsf[lsfScale][pos];
+    } else {
+      kl = t.aIntensityLeft[pos];
+      kr = t.aIntensityRight[pos];
+    }
+    for (int i = from; i < to; ++i) {
+      float const x = l[i];
+      l[i] = x * kl;
+      r[i] = x * kr;
+    }
+  };
+  auto anyNonZero = [&](int from, int to) {
+    for (int i = from; i < to; ++i) {
+      if (R.aValues[i] != 0) return true;
+    }
+    return false;
+  };
+
+  if (!intensity) {
+    midSide(0, std::max(L.iNonZero, R.iNonZero));
+  } else if (!IsShort(g)) {
+    // Intensity coding starts above the right channel's last non-zero line.
+    int bound = 22;
+    while (bound > 0 && !anyNonZero(bands.aLong[bound - 1], bands.aLong[bound])) --bound;
+    midSide(0, bands.aLong[bound]);
+    // The top band has no position of its own: it keeps the one of the band below
+    // when that band is intensity coded, else position 0.
+    int pos = 0;
+    int max = -1;
+    for (int sfb = bound; sfb < 22; ++sfb) {
+      if (sfb < 21) {
+        pos = R.aScaleLong[sfb];
+        max = R.aMaxLong[sfb];
+      }
+      intensityBand(bands.aLong[sfb], bands.aLong[sfb + 1], pos, max);
+    }
+  } else {
+    int const first = g.bMixedBlock ? MixedFirstShortBand(bands) : 0;
+    bool shortPartEmpty = true;
+    for (int w = 0; w < 3; ++w) {
+      int bound = 13;
+      auto windowRange = [&](int s, int& from, int& to) {
+        int const width = bands.aShort[s + 1] - bands.aShort[s];
+        from = 3 * bands.aShort[s] + w * width;
+        to = from + width;
+      };
+      while (bound > first) {
+        int from = 0;
+        int to = 0;
+        windowRange(bound - 1, from, to);
+        if (anyNonZero(from, to)) break;
+        --bound;
+      }
+      if (bound > first) shortPartEmpty = false;
+      int pos = 0;
+      int max = -1;
+      for (int s = first; s < 13; ++s) {
+        int from = 0;
+        int to = 0;
+        windowRange(s, from, to);
+        if (s < bound) {
+          midSide(from, to);
+          continue;
+        }
+        if (s < 12) {
+          pos = R.aScaleShort[s][w];
+          max = R.aMaxShort[s][w];
+        }
+        intensityBand(from, to, pos, max);
+      }
+    }
+    if (g.bMixedBlock) {
+      int const longBands = MixedLongBands(bands);
+      int bound = longBands;
+      if (shortPartEmpty) {
+        while (bound > 0 && !anyNonZero(bands.aLong[bound - 1], bands.aLong[bound])) --bound;
+      }
+      midSide(0, bands.aLong[bound]);
+      for (int sfb = bound; sfb < longBands; ++sfb) {
+        intensityBand(bands.aLong[sfb], bands.aLong[sfb + 1], R.aScaleLong[sfb], R.aMaxLong[sfb]);
+      }
+    }
+  }
+  // Either channel may now hold sound where only the other did.
+  for (Channel* c : {&L, &R}) {
+    int nz = 576;
+    while (nz > 0 && c->aSpectrum[nz - 1] == 0) --nz;
+    c->iNonZero = nz;
+  }
+}
+
+void LMP3Layer3Decoder::AliasReduction(int gr, int ch) {
+  Channel& c = aChannel[ch];
+  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
+  if (IsShort(g) && !g.bMixedBlock) return;
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
+  float* x = c.aSpectrum;
+  int const used = (c.iNonZero + 17) / 18;
+  int const boundaries = IsShort(g) ? 1 : std::min(31, used);
+  for (int b = 1; b <= boundaries; ++b) {
+    for (int i = 0; i < 8; ++i) {
+      float const lo = x[18 * b - 1 - i];
+      float const hi = x[18 * b + i];
+      x[18 * b - 1 - i] = lo * t.aAliasCs[i] - hi * t.aAliasCa[i];
+      x[18 * b + i] = hi * t.aAliasCs[i] + lo * t.aAliasCa[i];
+    }
+  }
+  if (boundaries > 0) c.iNonZero = std::max(c.iNonZero, std::min(576, 18 * (boundaries + 1)));
+}
+
+void LMP3Layer3Decoder::IMDCTSynthesize(int gr, int ch) {
+  Channel& c = aChannel[ch];
+  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
+  int const used = (c.iNonZero + 17) / 18;
+  int const blockType = g.bWindowSwitching ? g.iBlockType : 0;
+  for (int sb = 0; sb < 32; ++sb) {
+    float* ov = c.aOverlap + sb * 18;
+    float out[18];
+    if (sb >= used) {
+      for (int i = 0; i < 18; ++i) {
+        out[i] = ov[i];
+        ov[i] = 0;
+      }
+    } else {
+      float const* in = c.aSpectrum + sb * 18;
+      int const type = (g.bMixedBlock && sb < 2) ? 0 : blockType;
+      float z[36];
+      if (type != 2) {
+        float y[18] = {};
+        for (int k = 0; k < 18; ++k) {
+          float const xk = in[k];
+          if (xk == 0) continue;
+          float const* row = t.aImdctLong[k];
+          for (int n = 0; n < 18; ++n) y[n] += xk * row[n];
+        }
+        // y holds outputs 9..26; the rest mirror them.
+        float const* w = t.aWindowLong[type];
+        for (int n = 0; n < 9; ++n) z[n] = -y[8 - n] * w[n];           // out[n] = -out[17 - n]
+        for (int n = 9; n < 27; ++n) z[n] = y[n - 9] * w[n];
+        for (int n = 27; n < 36; ++n) z[n] = y[53 - n - 9] * w[n];     // out[n] = out[53 - n]
+      } else {
+        for (float& v : z) v = 0;
+        for (int win = 0; win < 3; ++win) {
+          float const* x = in + win * 6;
+          float y[6] = {};
+          for (int k = 0; k < 6; ++k) {
+            for (int n = 0; n < 6; ++n) y[n] += x[k] * t.aImdctShort[k][n];
+          }
+          // y holds outputs 3..8 of twelve; 0..2 and 9..11 mirror them.
+          float full[12];
+          for (int n = 0; n < 3; ++n) full[n] = -y[2 - n];  // out[n] = -out[5 - n]
+          for (int n = 3; n < 9; ++n) full[n] = y[n - 3];
+          for (int n = 9; n < 12; ++n) full[n] = y[17 - n - 3];  // out[n] = out[17 - n]
+          for (int n = 0; n < 12; ++n) z[6 + 6 * win + n] += full[n] * t.aWindowShort[n];
+        }
+      }
+      for (int i = 0; i < 18; ++i) {
+        out[i] = z[i] + ov[i];
+        ov[i] = z[18 + i];
+      }
+    }
+    // Odd sub-bands come out of the filter bank inverted in frequency.
+    if (sb & 1) {
+      for (int i = 1; i < 18; i += 2) out[i] = -out[i];
+    }
+    for (int i = 0; i < 18; ++i) c.aSubband[i][sb] = out[i];
+  }
+}

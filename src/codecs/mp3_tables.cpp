@@ -1,0 +1,217 @@
+#include "codecs/mp3_tables.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+// Band edges by rate. Short bands repeat in each of the three windows.
+constexpr LMP3BandEdges kBands[9] = {
+    // 44100
+    {{0, 4, 8, 12, 16, 20, 24, 30, 36, 44, 52, 62, 74, 90, 110, 134, 162, 196, 238, 288, 342, 418, 576},
+     {0, 4, 8, 12, 16, 22, 30, 40, 52, 66, 84, 106, 136, 192}},
+    // 48000
+    {{0, 4, 8, 12, 16, 20, 24, 30, 36, 42, 50, 60, 72, 88, 106, 128, 156, 190, 230, 276, 330, 384, 576},
+     {0, 4, 8, 12, 16, 22, 28, 38, 50, 64, 80, 100, 126, 192}},
+    // 32000
+    {{0, 4, 8, 12, 16, 20, 24, 30, 36, 44, 54, 66, 82, 102, 126, 156, 194, 240, 296, 364, 448, 550, 576},
+     {0, 4, 8, 12, 16, 22, 30, 42, 58, 78, 104, 138, 180, 192}},
+    // 22050
+    {{0, 6, 12, 18, 24, 30, 36, 44, 54, 66, 80, 96, 116, 140, 168, 200, 238, 284, 336, 396, 464, 522, 576},
+     {0, 4, 8, 12, 18, 24, 32, 42, 56, 74, 100, 132, 174, 192}},
+    // 24000
+    {{0, 6, 12, 18, 24, 30, 36, 44, 54, 66, 80, 96, 114, 136, 162, 194, 232, 278, 332, 394, 464, 540, 576},
+     {0, 4, 8, 12, 18, 26, 36, 48, 62, 80, 104, 136, 180, 192}},
+    // 16000
+    {{0, 6, 12, 18, 24, 30, 36, 44, 54, 66, 80, 96, 116, 140, 168, 200, 238, 284, 336, 396, 464, 522, 576},
+     {0, 4, 8, 12, 18, 26, 36, 48, 62, 80, 104, 134, 174, 192}},
+    // 11025
+    {{0, 6, 12, 18, 24, 30, 36, 44, 54, 66, 80, 96, 116, 140, 168, 200, 238, 284, 336, 396, 464, 522, 576},
+     {0, 4, 8, 12, 18, 26, 36, 48, 62, 80, 104, 134, 174, 192}},
+    // 12000
+    {{0, 6, 12, 18, 24, 30, 36, 44, 54, 66, 80, 96, 116, 140, 168, 200, 238, 284, 336, 396, 464, 522, 576},
+     {0, 4, 8, 12, 18, 26, 36, 48, 62, 80, 104, 134, 174, 192}},
+    // 8000
+    {{0, 12, 24, 36, 48, 60, 72, 88, 108, 132, 160, 192, 232, 280, 336, 400, 476, 566, 568, 570, 572, 574, 576},
+     {0, 8, 16, 24, 36, 52, 72, 96, 124, 160, 162, 164, 166, 192}},
+};
+
+// The quadruple tables: words for v w x y = 0..15 in the order v*8 + w*4 + x*2 + y.
+// Table A varies in length; table B is four bits, the complement of the value.
+constexpr std::uint32_t kQuadA[16] = {
+    0x01000001, 0x04000005, 0x04000004, 0x05000005, 0x04000006, 0x06000005, 0x05000004, 0x06000004,
+    0x04000007, 0x05000003, 0x05000006, 0x06000000, 0x05000007, 0x06000002, 0x06000003, 0x06000001,
+};
+
+}  // namespace
+
+LMP3BandEdges const& LMP3Bands(int rateTableIndex) {
+  if (rateTableIndex < 0 || rateTableIndex > 8) rateTableIndex = 0;
+  return kBands[rateTableIndex];
+}
+
+LMP3LookupTables const& LMP3LookupTables::Get() {
+  static LMP3LookupTables const* const tables = new LMP3LookupTables();  // lives as long as the process
+  return *tables;
+}
+
+LMP3LookupTables::LMP3LookupTables() { InitTables(); }
+
+void LMP3LookupTables::InitTables() {
+  for (int i = 0; i < kPowCount; ++i) aPow43[i] = static_cast<float>(std::pow(static_cast<double>(i), 4.0 / 3.0));
+
+  // Block type 0: a sine over all 36 points. Start (1) and stop (3) blocks join a long
+  // block to short ones: half a long sine, a flat part, half a short sine and zeros.
+  for (int i = 0; i < 36; ++i) {
+    double const longSine = std::sin(kPi / 36 * (i + 0.5));
+    aWindowLong[0][i] = static_cast<float>(longSine);
+    double start = 0;
+    if (i < 18) start = longSine;
+    else if (i < 24) start = 1;
+    else if (i < 30) start = std::sin(kPi / 12 * (i - 18 + 0.5));
+    aWindowLong[1][i] = static_cast<float>(start);
+    double stop = 0;
+    if (i >= 18) stop = longSine;
+    else if (i >= 12) stop = 1;
+    else if (i >= 6) stop = std::sin(kPi / 12 * (i - 6 + 0.5));
+    aWindowLong[3][i] = static_cast<float>(stop);
+    aWindowLong[2][i] = 0;  // short blocks use aWindowShort
+  }
+  for (int i = 0; i < 12; ++i) aWindowShort[i] = static_cast<float>(std::sin(kPi / 12 * (i + 0.5)));
+
+  for (int k = 0; k < 18; ++k) {
+    for (int n = 0; n < 18; ++n) {
+      aImdctLong[k][n] = static_cast<float>(std::cos(kPi / 72 * (2 * n + 37) * (2 * k + 1)));
+    }
+  }
+  for (int k = 0; k < 6; ++k) {
+    for (int n = 0; n < 6; ++n) {
+      aImdctShort[k][n] = static_cast<float>(std::cos(kPi / 24 * (2 * n + 13) * (2 * k + 1)));
+    }
+  }
+
+  constexpr double kAliasC[8] = {-0.6, -0.535, -0.33, -0.185, -0.095, -0.041, -0.0142, -0.0037};
+  for (int i = 0; i < 8; ++i) {
+    double const root = std::sqrt(1.0 + kAliasC[i] * kAliasC[i]);
+    aAliasCs[i] = static_cast<float>(1.0 / root);
+    aAliasCa[i] = static_cast<float>(kAliasC[i] / root);
+  }
+
+  for (int p = 0; p < 7; ++p) {
+    if (p == 6) {
+      aIntensityLeft[p] = 1;
+      aIntensityRight[p] = 0;
+      continue;
+    }
+    double const ratio = std::tan(p * kPi / 12);
+    aIntensityLeft[p] = static_cast<float>(ratio / (1 + ratio));
+    aIntensityRight[p] = static_cast<float>(1 / (1 + ratio));
+  }
+  for (int s = 0; s < 2; ++s) {
+    for (int p = 0; p < 32; ++p) {
+      // Each step of position halves the power by 2^-1/4 or 2^-1/2 of amplitude,
+      // applied to the channel the odd or even positions name.
+      aIntensityLsf[s][p] = static_cast<float>(std::pow(2.0, -(s == 0 ? 0.25 : 0.5) * ((p + 1) / 2)));
+    }
+  }
+  for (int n = -512; n < 64; ++n) aGain[n + 512] = static_cast<float>(std::pow(2.0, n / 4.0));
+
+  for (int r = 0; r < 16; ++r) {
+    for (int j = 0; j < 32; ++j) aSynthWindow[r][j] = static_cast<float>(kMP3SynthesisWindow[32 * r + j] / 65536.0);
+  }
+  // Lee's factorisation: each halving of the transform scales its odd part by
+  // 1 / (2 cos((2k + 1) pi / 2N)).
+  int at = 0;
+  for (int n = 32; n >= 2; n /= 2) {
+    for (int k = 0; k < n / 2; ++k) aDct32[at++] = static_cast<float>(0.5 / std::cos((2 * k + 1) * kPi / (2 * n)));
+  }
+
+  // Decoding trees. Pair tables that share words share a tree.
+  std::uint8_t symbols[256];
+  int builtFor[32];
+  for (int t = 0; t < 32; ++t) {
+    builtFor[t] = -1;
+    LMP3PairCodeTable const* codes = LMP3PairCodes(t);
+    if (codes == nullptr) {
+      // An unused table number decodes as table 0 would: all zeros, no bits. The
+      // side information check refuses frames that name one for a non-empty region.
+      continue;
+    }
+    for (int u = 0; u < t; ++u) {
+      LMP3PairCodeTable const* other = LMP3PairCodes(u);
+      if (other != nullptr && other->pWords == codes->pWords) builtFor[t] = u;
+    }
+    if (builtFor[t] >= 0) {
+      aTrees[t] = aTrees[builtFor[t]];
+    } else {
+      int const n = codes->iSize * codes->iSize;
+      for (int i = 0; i < n; ++i) {
+        symbols[i] = static_cast<std::uint8_t>(((i / codes->iSize) << 4) | (i % codes->iSize));
+      }
+      int const root = BuildTree(codes->pWords, symbols, n, 8);
+      aTrees[t].pEntries = aTreeStore + root;
+      aTrees[t].iRootBits = 8;
+    }
+    aTrees[t].iLinBits = codes->iLinBits;
+  }
+  for (int i = 0; i < 16; ++i) symbols[i] = static_cast<std::uint8_t>(i);
+  aTrees[32].pEntries = aTreeStore + BuildTree(kQuadA, symbols, 16, 6);
+  aTrees[32].iRootBits = 6;
+  std::uint32_t quadB[16];
+  for (int i = 0; i < 16; ++i) quadB[i] = (4u << 24) | static_cast<std::uint32_t>(15 - i);
+  aTrees[33].pEntries = aTreeStore + BuildTree(quadB, symbols, 16, 4);
+  aTrees[33].iRootBits = 4;
+}
+
+int LMP3LookupTables::BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits) {
+  int const start = iTreeUsed;
+  BuildLevel(words, symbols, count, 0, 0, rootBits);
+  // Offsets of further levels are stored relative to the root.
+  for (int i = start; i < iTreeUsed; ++i) {
+    if (aTreeStore[i] & LMP3HuffmanTree::kSub) {
+      std::uint32_t const offset = (aTreeStore[i] & 0xFFFF) - static_cast<std::uint32_t>(start);
+      aTreeStore[i] = (aTreeStore[i] & 0xFFFF0000u) | offset;
+    }
+  }
+  return start;
+}
+
+// One level of a tree: the words that begin with `prefix` (prefixBits long), looked up
+// by their next `levelBits` bits. A leaf holds the bits it still takes (<< 8) and the
+// symbol; longer words get a level of their own.
+int LMP3LookupTables::BuildLevel(std::uint32_t const* words, std::uint8_t const* symbols, int count,
+                                 std::uint32_t prefix, int prefixBits, int levelBits) {
+  int const size = 1 << levelBits;
+  int const at = iTreeUsed;
+  if (at + size > kTreeEntries) std::abort();  // the sizes are fixed: cannot happen once built right
+  iTreeUsed += size;
+  for (int i = 0; i < size; ++i) aTreeStore[at + i] = (1u << 8);  // not reached by a complete code
+  int longest[256] = {};
+  for (int c = 0; c < count; ++c) {
+    int const len = static_cast<int>(words[c] >> 24);
+    std::uint32_t const word = words[c] & 0xFFFFFF;
+    if (len <= prefixBits || (word >> (len - prefixBits)) != prefix) continue;
+    int const rest = len - prefixBits;
+    std::uint32_t const tail = word & ((1u << rest) - 1);
+    if (rest <= levelBits) {
+      int const first = static_cast<int>(tail << (levelBits - rest));
+      for (int i = 0; i < (1 << (levelBits - rest)); ++i) {
+        aTreeStore[at + first + i] = static_cast<std::uint32_t>(rest << 8) | symbols[c];
+      }
+    } else {
+      int const index = static_cast<int>(tail >> (rest - levelBits));
+      if (rest - levelBits > longest[index]) longest[index] = rest - levelBits;
+    }
+  }
+  for (int index = 0; index < size; ++index) {
+    if (longest[index] == 0) continue;
+    int const bits = longest[index] < 8 ? longest[index] : 8;
+    int const sub = BuildLevel(words, symbols, count, (prefix << levelBits) | static_cast<std::uint32_t>(index),
+                               prefixBits + levelBits, bits);
+    aTreeStore[at + index] = LMP3HuffmanTree::kSub | (static_cast<std::uint32_t>(bits) << 16) |
+                             static_cast<std::uint32_t>(sub);
+  }
+  return at;
+}

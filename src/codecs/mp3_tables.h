@@ -1,0 +1,92 @@
+#pragma once
+#include <cstdint>
+
+// Constant data of the Layer III decoder: the code words, the scale factor bands of
+// the nine sample rates, and the numbers computed once at start-up (powers, windows,
+// cosines, the decoding trees of the code words).
+
+// One set of pair code words (see mp3_huffman_codes.cpp) and its linbits.
+struct LMP3PairCodeTable {
+  std::uint32_t const* pWords;  // length << 24 | word, by x * iSize + y
+  int iSize;                    // values 0 .. iSize-1 of x and y
+  int iLinBits;
+};
+
+// Table 0 .. 31, or null for the numbers the format leaves unused (0, 4, 14).
+LMP3PairCodeTable const* LMP3PairCodes(int table);
+
+// Scale factor band edges in spectral lines: 22 long bands (23 edges) and 13 short
+// bands per window (14 edges).
+struct LMP3BandEdges {
+  std::uint16_t aLong[23];
+  std::uint16_t aShort[14];
+};
+
+// By rate: MPEG-1 44100, 48000, 32000; MPEG-2 22050, 24000, 16000; MPEG-2.5 11025,
+// 12000, 8000. The index is version * 3 + rate index.
+LMP3BandEdges const& LMP3Bands(int rateTableIndex);
+
+// A decoding table for one set of code words: entries indexed by the next few bits of
+// the stream. An entry with kSub set points at a further table for the bits after.
+struct LMP3HuffmanTree {
+  static constexpr std::uint32_t kSub = 0x80000000u;
+  std::uint32_t const* pEntries = nullptr;
+  int iRootBits = 0;
+  int iLinBits = 0;
+};
+
+class LMP3LookupTables {
+ public:
+  // The one instance, made on first use; safe to call from any thread.
+  static LMP3LookupTables const& Get();
+
+  // |i|^(4/3) for the magnitudes a spectral value can carry (15 plus 13 linbits).
+  static constexpr int kPowCount = 8207;
+  float aPow43[kPowCount];
+
+  // The IMDCT windows of block types 0 (normal), 1 (start) and 3 (stop), 36 points.
+  float aWindowLong[4][36];
+  // The 12-point window of each short block.
+  float aWindowShort[12];
+  // The 18 long outputs that are not mirror images of others: y[9 + n], n = 0..17,
+  // is the sum of X[k] * aImdctLong[k][n].
+  float aImdctLong[18][18];
+  // Short blocks: y[3 + n] of a 12-point IMDCT for n = 0..5 is the sum of
+  // X[k] * aImdctShort[k][n].
+  float aImdctShort[6][6];
+  // Alias reduction butterflies.
+  float aAliasCs[8];
+  float aAliasCa[8];
+  // Intensity stereo of MPEG-1: left and right factors by position 0..6.
+  float aIntensityLeft[7];
+  float aIntensityRight[7];
+  // Intensity stereo of MPEG-2: by scale (0: 2^-1/4 per step, 1: 2^-1/2) and
+  // position, the factor of the attenuated channel.
+  float aIntensityLsf[2][32];
+  // 2^(n/4) for n = -512 .. 63, the gain of a band; index n + 512.
+  float aGain[576];
+
+  // The synthesis window in the order the filter bank reads it (see
+  // mp3_synthesis.cpp), 16 rows of 32.
+  float aSynthWindow[16][32];
+  // Multipliers of the fast 32-point cosine transform.
+  float aDct32[31];
+
+  // Decoding trees of the pair tables 0..31 (empty for unused numbers) and of the two
+  // quadruple tables (32: table A, 33: table B).
+  LMP3HuffmanTree aTrees[34];
+
+ private:
+  LMP3LookupTables();
+  void InitTables();
+  static constexpr int kTreeEntries = 16384;
+  std::uint32_t aTreeStore[kTreeEntries];
+  int iTreeUsed = 0;
+  int BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits);
+  int BuildLevel(std::uint32_t const* words, std::uint8_t const* symbols, int count, std::uint32_t prefix,
+                 int prefixBits, int levelBits);
+};
+
+// The synthesis window as integers in units of 2^-16: entry i of the 512-point
+// window of the filter bank. Used by the lookup tables and by the tests.
+extern std::int32_t const kMP3SynthesisWindow[512];
