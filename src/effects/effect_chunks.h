@@ -12,8 +12,8 @@
 
 // Chunk ids every effect shares.
 namespace LSPChunk {
-inline constexpr std::uint16_t Header = 4096;  // container: the bypass flag, then nothing else of ours
-inline constexpr std::uint16_t Bypass = 8192;  // bool, inside Header
+inline constexpr std::uint16_t Header = 4096;       // container: the bypass flag, then nothing else of ours
+inline constexpr std::uint16_t Bypass = 8192;       // bool, inside Header
 inline constexpr std::uint16_t ChainType = 8192;    // int, the process type of the effect that follows
 inline constexpr std::uint16_t ChainEffect = 4096;  // container, one effect's chunks
 }  // namespace LSPChunk

@@ -5,10 +5,9 @@
 namespace {
 
 // The order effects are listed in; those whose work is still to come are left out.
-constexpr int kListOrder[] = {LSPT_Gain,     LSPT_Chorus,   LSPT_DRCSimple,        LSPT_Distortion,
-                              LSPT_Echo,     LSPT_Reverb3,  LSPT_Flanger,          LSPT_Tremolo,
-                              LSPT_Wahwah,   LSPT_HighPass, LSPT_LowPass,          LSPT_ParametricEqBand,
-                              LSPT_GraphicEqBand, LSPT_EqPointLine};
+constexpr int kListOrder[] = {LSPT_Gain,    LSPT_Chorus,           LSPT_DRCSimple,     LSPT_Distortion, LSPT_Echo,
+                              LSPT_Reverb3, LSPT_Flanger,          LSPT_Tremolo,       LSPT_Wahwah,     LSPT_HighPass,
+                              LSPT_LowPass, LSPT_ParametricEqBand, LSPT_GraphicEqBand, LSPT_EqPointLine};
 
 }  // namespace
 
@@ -31,7 +30,9 @@ LSoundProcess const* LMultiEffectWindow::GetAvailable(int index) const {
   return vAvailable[static_cast<std::size_t>(index)].get();
 }
 
-void LMultiEffectWindow::ClampSelection() { vSelected.resize(static_cast<std::size_t>(Chain.GetCount()), false); }
+void LMultiEffectWindow::ClampSelection() {
+  vSelected.resize(static_cast<std::size_t>(Chain.GetCount()), false);
+}
 
 std::vector<int> LMultiEffectWindow::GetSelection() const {
   std::vector<int> out;

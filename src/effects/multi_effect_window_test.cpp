@@ -164,8 +164,9 @@ TEST_F(ChainEditorTest, ChainFilesAndTheirMessages) {
   EXPECT_FALSE(editor.CanSaveEffectsChain());
   EXPECT_FALSE(editor.SaveEffectsChainFile(path.string()));
   ASSERT_EQ(notify.alerts.size(), 2u);
-  EXPECT_EQ(notify.alerts[0], (std::pair<std::string, std::string>{
-                                  "No effects added, please add some effects and then try again.", "Save Effect Chain"}));
+  EXPECT_EQ(notify.alerts[0],
+            (std::pair<std::string, std::string>{"No effects added, please add some effects and then try again.",
+                                                 "Save Effect Chain"}));
 
   Fill(2);
   chain.GetAt(1)->bBypass = true;

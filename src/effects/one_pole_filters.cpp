@@ -71,4 +71,6 @@ void LSRCLowPass::Read(float* buffer, int frames) {
   });
 }
 
-void LSRCLowPass::Seek(int) { std::fill(vState.begin(), vState.end(), 0.0f); }
+void LSRCLowPass::Seek(int) {
+  std::fill(vState.begin(), vState.end(), 0.0f);
+}

@@ -99,9 +99,13 @@ void LSPCopyName(char* out, char const* name) {
   out[n] = '\0';
 }
 
-LSoundSource LSoundProcess::OpenSource(LSoundSource const& source) { return source; }
+LSoundSource LSoundProcess::OpenSource(LSoundSource const& source) {
+  return source;
+}
 
-void LSoundProcess::GetName(char* name) const { LSPCopyName(name, "Unnamed Effect"); }
+void LSoundProcess::GetName(char* name) const {
+  LSPCopyName(name, "Unnamed Effect");
+}
 
 std::string LSoundProcess::GetNameString() const {
   char name[260];
@@ -112,7 +116,9 @@ std::string LSoundProcess::GetNameString() const {
 void LSoundProcess::SetParameterByIndex(int, void const*) {}
 void LSoundProcess::GetParameterByIndex(int, LSoundProcessParameter*) const {}
 
-bool LSoundProcess::SaveChunks(LSPChunkWriter& writer) const { return writer.WriteBool(LSPChunk::Bypass, bBypass); }
+bool LSoundProcess::SaveChunks(LSPChunkWriter& writer) const {
+  return writer.WriteBool(LSPChunk::Bypass, bBypass);
+}
 
 bool LSoundProcess::LoadChunks(LSPChunkCursor& it) {
   for (; it.IsValid(); it.Next()) {
@@ -121,9 +127,13 @@ bool LSoundProcess::LoadChunks(LSPChunkCursor& it) {
   return true;
 }
 
-bool LSoundProcess::LoadChunksPositional(LSPChunkCursor&) { return true; }
+bool LSoundProcess::LoadChunksPositional(LSPChunkCursor&) {
+  return true;
+}
 
-bool LSoundProcess::OpenEditor(void*) { return false; }
+bool LSoundProcess::OpenEditor(void*) {
+  return false;
+}
 
 void LSoundProcess::GetEditorSize(int& width, int& height) const {
   int const type = GetEditorType();
@@ -135,7 +145,9 @@ void LSoundProcess::GetEditorSize(int& width, int& height) const {
   }
 }
 
-void LSoundProcess::GetPresetsName(int, char* name) const { name[0] = '\0'; }
+void LSoundProcess::GetPresetsName(int, char* name) const {
+  name[0] = '\0';
+}
 
 void LSoundProcess::SetPreset(int) {}
 

@@ -1,13 +1,15 @@
 #include "effects/sound_process_multi.h"
 
+#include <strings.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <strings.h>
 
 #include "effects/table_effects.h"
 
-LSoundProcessMulti::LSoundProcessMulti(LSoundProcessMulti const& other) { *this = other; }
+LSoundProcessMulti::LSoundProcessMulti(LSoundProcessMulti const& other) {
+  *this = other;
+}
 
 LSoundProcessMulti& LSoundProcessMulti::operator=(LSoundProcessMulti const& other) {
   if (this == &other) return *this;

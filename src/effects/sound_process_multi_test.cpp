@@ -187,7 +187,7 @@ LSoundProcessMulti LoadPositional(std::vector<unsigned char> const& file) {
 
 TEST(EffectChain, ThePositionalFormOfOldProjects) {
   std::vector<unsigned char> const file = ChainFile([](Writer& w) {
-    w.WriteInt(1, 4);                                    // count
+    w.WriteInt(1, 4);  // count
     w.WriteInt(2, LSPT_Gain);
     w.WriteInt(3, static_cast<std::int32_t>(16777216 * 2));  // the old fixed-point gain
     w.WriteInt(4, LSPT_Echo);

@@ -30,8 +30,9 @@ constexpr LSPFieldDesc Field(char const* label, LSPValueType type, double lo, do
 // A level in whole dB saved as its linear gain, with the older fixed-point chunk.
 constexpr LSPFieldDesc LinearDB(char const* label, double lo, double hi, double initial, std::uint16_t chunk,
                                 std::uint16_t oldChunk) {
-  return LSPFieldDesc{label, LSPV_DB, lo, hi, "dB", initial, LSPForm::Plain, 1.0, chunk,
-                      kFloat, LSPFileForm::DBAsLinear, oldChunk, k2Pow24};
+  return LSPFieldDesc{
+      label,    LSPV_DB, lo, hi, "dB", initial, LSPForm::Plain, 1.0, chunk, kFloat, LSPFileForm::DBAsLinear,
+      oldChunk, k2Pow24};
 }
 
 constexpr LSPFieldDesc Scaled(char const* label, LSPValueType type, double lo, double hi, char const* units,
@@ -40,9 +41,8 @@ constexpr LSPFieldDesc Scaled(char const* label, LSPValueType type, double lo, d
 }
 
 // ---- Amplify ----
-constexpr LSPFieldDesc kGainFields[] = {
-    {"Gain Percentage", LSPV_Int32, 1, 400, "%", 1.0, LSPForm::ScaledCeil, 0.01, 8193, kFloat, LSPFileForm::Same,
-     8192, k2Pow24}};
+constexpr LSPFieldDesc kGainFields[] = {{"Gain Percentage", LSPV_Int32, 1, 400, "%", 1.0, LSPForm::ScaledCeil, 0.01,
+                                         8193, kFloat, LSPFileForm::Same, 8192, k2Pow24}};
 constexpr LSPPresetDesc kGainPresets[] = {
     {"Quarter Volume", {25}}, {"Half Volume", {50}}, {"Double Volume", {200}}, {"Triple Volume", {300}}};
 
@@ -66,8 +66,7 @@ constexpr LSPFieldDesc kEchoFields[] = {
     Field("Gain", LSPV_Int32, 1, 99, "%", 50, 8193),
     {"Time", LSPV_Time, 1, 4000, "ms", 100, LSPForm::Plain, 1.0, 8194, kInt, LSPFileForm::Same, 0, 1.0, true},
 };
-constexpr LSPPresetDesc kEchoPresets[] = {
-    {"Living Room", {10, 50}}, {"Cave", {40, 400}}, {"Grand Canyon", {75, 750}}};
+constexpr LSPPresetDesc kEchoPresets[] = {{"Living Room", {10, 50}}, {"Cave", {40, 400}}, {"Grand Canyon", {75, 750}}};
 
 // ---- Chorus ----
 constexpr LSPFieldDesc kChorusFields[] = {
@@ -182,9 +181,13 @@ constexpr LSPEffectDesc kEffects[] = {
     {LSPT_VoicePitch, "Voice Pitch", kVoicePitchFields, {}, 0},
 };
 
-LSPEffectDesc const& Desc(int type) { return *LSPFindEffectDesc(type); }
+LSPEffectDesc const& Desc(int type) {
+  return *LSPFindEffectDesc(type);
+}
 
-bool IsDecimal(LSPValueType type) { return type == LSPV_Double || type == LSPV_Float; }
+bool IsDecimal(LSPValueType type) {
+  return type == LSPV_Double || type == LSPV_Float;
+}
 
 // Whole dB from a linear gain, toward zero. A gain saved as a float misses its
 // level by a hair either way; the nudge keeps -4 dB from coming back as -3
@@ -236,8 +239,7 @@ double LSPTableEffect::GetShown(int field) const {
     case LSPForm::ScaledCeil: return std::ceil(static_cast<float>(held) * static_cast<float>(1.0 / f.dScale));
     case LSPForm::GainDB:
       return held > 0.0 ? std::round(20.0 * std::log10(held)) : static_cast<double>(LdB<signed char>::Silence);
-    case LSPForm::RatioGain:
-      return held > 0.0 ? std::clamp(-20.0 * std::log10(held), f.dMin, f.dMax) : f.dMax;
+    case LSPForm::RatioGain: return held > 0.0 ? std::clamp(-20.0 * std::log10(held), f.dMin, f.dMax) : f.dMax;
   }
   return held;
 }
@@ -390,7 +392,7 @@ int LSPTableEffect::GetIndexInPreset() const {
       if (std::isnan(want)) continue;
       double const have = GetShown(i);
       same = IsDecimal(pDesc->Fields[static_cast<std::size_t>(i)].eType) ? std::fabs(have - want) <= 0.01
-                                                                          : std::lround(have) == std::lround(want);
+                                                                         : std::lround(have) == std::lround(want);
     }
     if (same) return static_cast<int>(r);
   }
@@ -400,7 +402,9 @@ int LSPTableEffect::GetIndexInPreset() const {
 // ---- the effects ----
 
 LSPGain::LSPGain() : LSPTableEffectOf(Desc(LSPT_Gain)) {}
-LSPGain::LSPGain(float gain) : LSPTableEffectOf(Desc(LSPT_Gain)) { SetHeld(0, gain); }
+LSPGain::LSPGain(float gain) : LSPTableEffectOf(Desc(LSPT_Gain)) {
+  SetHeld(0, gain);
+}
 LSPDRCSimple::LSPDRCSimple() : LSPTableEffectOf(Desc(LSPT_DRCSimple)) {}
 LSPEcho::LSPEcho() : LSPTableEffectOf(Desc(LSPT_Echo)) {}
 LSPChorus::LSPChorus() : LSPTableEffectOf(Desc(LSPT_Chorus)) {}
@@ -418,7 +422,9 @@ LSPHighPass::LSPHighPass(int frequency, int strength) : LSPTableEffectOf(Desc(LS
   SetHeld(0, frequency);
 }
 
-LSPLowPass::LSPLowPass(int frequency) : LSPTableEffectOf(Desc(LSPT_LowPass)) { SetHeld(0, frequency); }
+LSPLowPass::LSPLowPass(int frequency) : LSPTableEffectOf(Desc(LSPT_LowPass)) {
+  SetHeld(0, frequency);
+}
 
 void LSPSetDistortionDefaultsProvider(std::function<LSPDistortionDefaults()> provider) {
   std::lock_guard<std::mutex> lock(gDistortionMutex);
@@ -458,7 +464,9 @@ constexpr std::uint16_t Q = 8196;
 
 LSPEqSimple3Band::LSPEqSimple3Band() : LSPTableEffectOf(Desc(LSPT_EqSimple3Band)) {}
 
-float LSPEqSimple3Band::BandQ() { return std::bit_cast<float>(std::uint32_t{0x41266666}); }
+float LSPEqSimple3Band::BandQ() {
+  return std::bit_cast<float>(std::uint32_t{0x41266666});
+}
 
 bool LSPEqSimple3Band::SaveChunks(LSPChunkWriter& writer) const {
   bool ok = SaveHeader(writer) && writer.WriteInt(LSPEqSimpleChunk::Count, 3);

@@ -19,11 +19,11 @@ struct Expected {
 
 // The process types with their names and counts, as the user meets them.
 constexpr Expected kTypes[] = {
-    {1, "Amplify", 1, 4},   {2, "Compressor", 5, 0},   {3, "Echo", 2, 3},       {4, "Chorus", 4, 3},
-    {5, "Distortion", 2, 4}, {6, "High Pass", 1, 2},   {7, "Flanger", 4, 3},    {8, "Reverb", 4, 4},
-    {13, "Pitch and Speed", 1, 0}, {14, "Pitch Shifter", 1, 0}, {15, "Low Pass", 1, 0},
-    {17, "3 Band Equalizer", 3, 0}, {19, "Tremolo", 2, 3}, {20, "Vibrato", 2, 3}, {21, "Doppler", 4, 3},
-    {22, "Wah-Wah", 4, 3},  {24, "Voice Pitch", 2, 0},
+    {1, "Amplify", 1, 4},          {2, "Compressor", 5, 0},     {3, "Echo", 2, 3},      {4, "Chorus", 4, 3},
+    {5, "Distortion", 2, 4},       {6, "High Pass", 1, 2},      {7, "Flanger", 4, 3},   {8, "Reverb", 4, 4},
+    {13, "Pitch and Speed", 1, 0}, {14, "Pitch Shifter", 1, 0}, {15, "Low Pass", 1, 0}, {17, "3 Band Equalizer", 3, 0},
+    {19, "Tremolo", 2, 3},         {20, "Vibrato", 2, 3},       {21, "Doppler", 4, 3},  {22, "Wah-Wah", 4, 3},
+    {24, "Voice Pitch", 2, 0},
 };
 
 double Shown(LSoundProcess const& p, int index) {
@@ -39,7 +39,9 @@ void SetShown(LSoundProcess& p, int index, double value) {
   p.SetParameterByIndex(index, param.pValue);
 }
 
-bool IsDecimal(int type) { return type == LSPV_Double || type == LSPV_Float; }
+bool IsDecimal(int type) {
+  return type == LSPV_Double || type == LSPV_Float;
+}
 
 // Doubles are held in floats in their chunks; the presets treat them as equal
 // within 0.01, and so does this.
@@ -196,7 +198,7 @@ TEST(EffectParameterTable, OlderIntegerChunksStillLoad) {
 
   auto reverb = LoadWritten(LSPT_Reverb3, [&](auto& w) {
     w.WriteInt(8195, static_cast<std::int32_t>(0.5 * k24));  // -6.02 dB, toward zero: -6
-    w.WriteInt(8196, 0);                                      // no gain: silence
+    w.WriteInt(8196, 0);                                     // no gain: silence
   });
   EXPECT_EQ(Shown(*reverb, 2), -6);
   EXPECT_EQ(Shown(*reverb, 3), -127);

@@ -52,9 +52,15 @@ void MainDialog::AddLiveEffect(int type) {
   EvEffectAdd(t->EffectChain.GetCount() - 1);
 }
 
-void MainDialog::CmTrackLiveEffectsAddAmplify() { AddLiveEffect(LSPT_Gain); }
-void MainDialog::CmTrackLiveEffectsAddHighpass() { AddLiveEffect(LSPT_HighPass); }
-void MainDialog::CmTrackLiveEffectsAddLowpass() { AddLiveEffect(LSPT_LowPass); }
+void MainDialog::CmTrackLiveEffectsAddAmplify() {
+  AddLiveEffect(LSPT_Gain);
+}
+void MainDialog::CmTrackLiveEffectsAddHighpass() {
+  AddLiveEffect(LSPT_HighPass);
+}
+void MainDialog::CmTrackLiveEffectsAddLowpass() {
+  AddLiveEffect(LSPT_LowPass);
+}
 
 void MainDialog::EvEffectWindowMessage(int message, int argument) {
   switch (message) {
@@ -90,7 +96,9 @@ void MainDialog::EvEffectAdd(int) {
 
 // No restart: the chain editor follows a removal with a parameter change that
 // restarts at once.
-void MainDialog::EvEffectDelete() { SetUndoPoint("Delete Effect"); }
+void MainDialog::EvEffectDelete() {
+  SetUndoPoint("Delete Effect");
+}
 
 void MainDialog::EvEffectListChanged() {
   SetProjectDirty();
