@@ -48,4 +48,5 @@ void TDTrack::CopyFromAnotherTrack(const TDTrack& other) {
   byRecordChannels[1] = other.byRecordChannels[1];
   iMidiPlayDevice = other.iMidiPlayDevice;
   iMidiRecordDevice = other.iMidiRecordDevice;
+  EffectChain = other.EffectChain;
 }

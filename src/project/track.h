@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "foundation/sdf.h"
+#include "effects/sound_process_multi.h"
 #include "project/panned_volume.h"
 #include "project/rgb16.h"
 
@@ -82,10 +83,13 @@ class TDTrack {
   std::string szRecordDeviceName;  // resolved to a device index at load
 
   bool bEffectChainFlag = false;  // meaning unknown; carried through load and save
-  // The effect chain, the two automation managers (volume and pan lines, effect
-  // parameter lines) and the file chunks this version does not understand are
-  // added with the effect, automation and project file work. CopyFromAnotherTrack
-  // must copy the chain (cloning each effect) and the automation once they exist.
+  // The live effects, top first in the order of the signal. Copying a track
+  // clones each effect.
+  LSoundProcessMulti EffectChain;
+  // The two automation managers (volume and pan lines, effect parameter lines)
+  // and the file chunks this version does not understand are added with the
+  // automation and project file work. CopyFromAnotherTrack must copy the
+  // automation once it exists.
 
   int iIndex = 0;  // place in the track list, 0 based; the list's sort key
 

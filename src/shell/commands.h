@@ -33,6 +33,11 @@ enum TDCommand : int {
   CM_PROJECT_SAVE,
   CM_PROJECT_SAVE_AS,
   CM_PROJECT_CLOSE,
+  // Live effects added to the current track with their defaults, one per
+  // effect that plays in this build.
+  CM_TRACK_LIVE_EFFECTS_ADD_AMPLIFY = 1101,
+  CM_TRACK_LIVE_EFFECTS_ADD_HIGHPASS,
+  CM_TRACK_LIVE_EFFECTS_ADD_LOWPASS,
 
   // Clip commands act on the selected clips.
   CM_CLIP_DELETE = 2001,

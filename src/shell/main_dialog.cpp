@@ -48,12 +48,15 @@ MainDialog::MainDialog(TDMainWindowView& view, TDMainLoop& loop, TDEngineState& 
     d.iInputChannelsSetting = LUserSettingGet("Settings", "TrackInputChannels0", 1);
     return d;
   });
+  InstallEffectDefaults();
 }
 
 MainDialog::~MainDialog() {
   Loop.KillTimer(TIMER_HIDE_HINT);
   Loop.KillTimer(TIMER_VOLUME_UNDO);
   Loop.KillTimer(TIMER_PAN_UNDO);
+  Loop.KillTimer(TIMER_RESTART);
+  Loop.KillTimer(TIMER_EFFECT_UNDO);
   Project.pNotify = nullptr;
 }
 
@@ -129,6 +132,9 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_PROJECT_SAVE: CmProjectSave(); return true;
     case CM_PROJECT_SAVE_AS: CmProjectSaveAs(); return true;
     case CM_PROJECT_CLOSE: CmProjectClose(); return true;
+    case CM_TRACK_LIVE_EFFECTS_ADD_AMPLIFY: CmTrackLiveEffectsAddAmplify(); return true;
+    case CM_TRACK_LIVE_EFFECTS_ADD_HIGHPASS: CmTrackLiveEffectsAddHighpass(); return true;
+    case CM_TRACK_LIVE_EFFECTS_ADD_LOWPASS: CmTrackLiveEffectsAddLowpass(); return true;
     case CM_CLIP_DELETE: CmClipDelete(); return true;
     case CM_CLIP_SPLIT: CmClipSplit(); return true;
     case CM_CLIP_JOIN: CmClipJoin(); return true;
@@ -167,6 +173,8 @@ void MainDialog::OnTimer(int id) {
       break;
     case TIMER_RECOVERY_SAVE_SOON: AutoProjectSaveForCrash(); break;
     case TIMER_PAN_UNDO: SetUndoPoint("Pan Change"); break;
+    case TIMER_RESTART: CmRestart(); break;
+    case TIMER_EFFECT_UNDO: EffectChangedUndoPoint(); break;
     default: break;
   }
 }
@@ -185,7 +193,14 @@ void MainDialog::SetProjectClean() {
   UpdateCaption();
 }
 
-void MainDialog::HistoryAddState(const std::string& name) { szUndoPointName = name; }
+void MainDialog::HistoryAddState(const std::string& name) {
+  szUndoPointName = name;
+  ++iUndoPoints;
+}
+
+void MainDialog::HistoryDiscardNewest() {
+  if (iUndoPoints > 0) --iUndoPoints;
+}
 
 void MainDialog::SetUndoPoint(const std::string& name) {
   SetProjectDirty();
@@ -250,6 +265,8 @@ bool MainDialog::CmCancel() {
   if (!ProjectClosePrompt()) return false;
   Loop.KillTimer(TIMER_VOLUME_UNDO);
   Loop.KillTimer(TIMER_PAN_UNDO);
+  Loop.KillTimer(TIMER_RESTART);
+  Loop.KillTimer(TIMER_EFFECT_UNDO);
   LUserSettingSet("Settings", "bLoopPlay", Project.bLoopPlay);
   LUserSettingSet("Settings", "bLoopRecord", Project.bLoopRecord);
   return true;

@@ -20,7 +20,9 @@ class MainDialog : public TDProjectNotify {
     TIMER_NAVIGATOR = 2,
     TIMER_RECOVERY_SAVE = 3,
     TIMER_RECOVERY_SAVE_SOON = 9,
+    TIMER_RESTART = 8,
     TIMER_HIDE_HINT = 10,
+    TIMER_EFFECT_UNDO = 13,
     TIMER_VOLUME_UNDO = 17,
     TIMER_PAN_UNDO = 18,
   };
@@ -31,6 +33,8 @@ class MainDialog : public TDProjectNotify {
   static constexpr unsigned kFaderUndoDelayMs = 1000;
   static constexpr unsigned kRecoverySaveMs = 600000;
   static constexpr unsigned kRecoverySaveSoonMs = 1000;
+  // A run of effect changes closer than this makes one restart and one undo step.
+  static constexpr unsigned kEffectChangeDelayMs = 100;
   // How far the nudge keys move clips.
   static constexpr LSoundTime kNudgeMs = 10;
 
@@ -85,6 +89,26 @@ class MainDialog : public TDProjectNotify {
   void CmTrackSelectLast();
   void CmSelectNextTrack();
   void CmSelectPrevTrack();
+
+  // Live effects of the current track (main_dialog_effects.cpp).
+  void CmTrackLiveEffectsAddAmplify();
+  void CmTrackLiveEffectsAddHighpass();
+  void CmTrackLiveEffectsAddLowpass();
+  // What the effect chain editor of a track tells the controller: a message
+  // number with its argument, sent on to the events below.
+  void EvEffectWindowMessage(int message, int argument);
+  // An effect's parameters or bypass changed; `restartNow` skips the short wait
+  // that lets a slider drag cost one restart.
+  void EvEffectParametersChanged(bool restartNow);
+  void EvEffectAdd(int index);
+  void EvEffectDelete();
+  // The order of a chain changed, or effects were loaded into it.
+  void EvEffectListChanged();
+  // Rebuilds the playing mix from the project, if something plays.
+  void CmRestart();
+  // The folder chain files are saved to and loaded from, and where the last one was.
+  static std::string GetEffectChainFolder();
+  static void SetEffectChainFolder(const std::string& folder);
 
   // Opens a project file in place of the open project, after the close prompt.
   // False when it did not open; a failed load leaves a fresh default project.
@@ -161,6 +185,8 @@ class MainDialog : public TDProjectNotify {
   void SetUndoPoint(const std::string& name);
   // The name of the newest undo state.
   const std::string& GetUndoPointName() const { return szUndoPointName; }
+  // How many undo states the history holds.
+  int GetUndoPointCount() const { return iUndoPoints; }
 
   TDProject& GetProject() { return Project; }
   const TDProject& GetProject() const { return Project; }
@@ -178,6 +204,12 @@ class MainDialog : public TDProjectNotify {
   void TrackEdited(int track, const std::string& undoName);
   void SetCollapsed(int track, bool collapsed);
   void HistoryAddState(const std::string& name);
+  // Drops the newest state; its name stands until the next state replaces it.
+  void HistoryDiscardNewest();
+  void AddLiveEffect(int type);
+  void EffectChangedUndoPoint();
+  // New effects take some of their defaults from the user's settings.
+  static void InstallEffectDefaults();
   int CurrentTrack() const;
   // The edit that follows touches clips: restart the mix, redraw, undo point.
   void ClipsEdited(const std::string& undoName);
@@ -207,6 +239,7 @@ class MainDialog : public TDProjectNotify {
   bool bInitDone = false;
   TDProject Project;
   std::string szUndoPointName;
+  int iUndoPoints = 0;
   LSoundTime iCursor = 0;
   std::uint32_t uTakeMenuClip = 0xFFFFFFFFu;
 };

@@ -17,6 +17,7 @@
 
 #include "shell/commands.h"
 #include "shell/main_dialog.h"
+#include "ui/effect_chain_panel.h"
 #include "ui/qt_progress.h"
 #include "ui/track_control.h"
 
@@ -149,6 +150,17 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(track, tr("M&onitor Input"), CM_TRACK_MONITOR_TOGGLE);
   AddCommand(track, tr("Track &Colour..."), CM_TRACK_PICK_COLOR);
   track->addSeparator();
+  QAction* effects = track->addAction(tr("Live &Effects..."));
+  effects->setObjectName(QStringLiteral("liveEffects"));
+  connect(effects, &QAction::triggered, this, [this] {
+    if (Controller)
+      TDEffectChainPanel::OpenFor(*Controller, Controller->GetProject().Tracks.GetCurrentTrackIndex(), this);
+  });
+  QMenu* addEffect = track->addMenu(tr("Add Live Effect"));
+  AddCommand(addEffect, tr("Amplify"), CM_TRACK_LIVE_EFFECTS_ADD_AMPLIFY);
+  AddCommand(addEffect, tr("High Pass"), CM_TRACK_LIVE_EFFECTS_ADD_HIGHPASS);
+  AddCommand(addEffect, tr("Low Pass"), CM_TRACK_LIVE_EFFECTS_ADD_LOWPASS);
+  track->addSeparator();
   AddCommand(track, tr("Co&llapse"), CM_TRACK_COLLAPSE);
   AddCommand(track, tr("E&xpand"), CM_TRACK_EXPAND);
   AddCommand(track, tr("Collapse All"), CM_TRACK_COLLAPSE_ALL);
@@ -243,13 +255,20 @@ bool TDQtMainWindow::PickColor(unsigned short& red, unsigned short& green, unsig
 void TDQtMainWindow::SetCaption(const std::string& caption) { setWindowTitle(QString::fromStdString(caption)); }
 
 void TDQtMainWindow::UITrackAddApply(int) { RebuildTracks(); }
-void TDQtMainWindow::UITrackDeleteApply(int) { RebuildTracks(); }
+void TDQtMainWindow::UITrackDeleteApply(int) {
+  RebuildTracks();
+  if (Controller) TDEffectChainPanel::CloseStale(*Controller, this);
+}
 
 void TDQtMainWindow::UITrackChangeApply(int track) {
   if (TDTrackControl* row = TrackControlAt(track)) row->Apply();
+  for (TDEffectChainPanel* panel : findChildren<TDEffectChainPanel*>()) panel->Refresh();
 }
 
-void TDQtMainWindow::UIProjectStateApply() { RebuildTracks(); }
+void TDQtMainWindow::UIProjectStateApply() {
+  RebuildTracks();
+  if (Controller) TDEffectChainPanel::CloseStale(*Controller, this);
+}
 
 // The timeline that draws clips is still to come; a clip command can add tracks
 // (expanding takes), so the rows are rebuilt.

@@ -10,6 +10,7 @@
 #include <cmath>
 
 #include "shell/main_dialog.h"
+#include "ui/effect_chain_panel.h"
 
 namespace {
 
@@ -50,6 +51,8 @@ TDTrackControl::TDTrackControl(MainDialog& controller, int track, QWidget* paren
   armButton = MakeToggle(QStringLiteral("R"), tr("Arm for recording"), QStringLiteral("#e05050"), this);
   muteButton = MakeToggle(QStringLiteral("M"), tr("Mute"), QStringLiteral("#e0b040"), this);
   soloButton = MakeToggle(QStringLiteral("S"), tr("Solo"), QStringLiteral("#50c050"), this);
+  effectsButton = MakeToggle(QStringLiteral("FX"), tr("Live effects"), QStringLiteral("#70a0e0"), this);
+  effectsButton->setFixedSize(28, 22);
   collapseButton = new QToolButton(this);
   collapseButton->setAutoRaise(true);
   collapseButton->setFixedSize(18, 18);
@@ -74,6 +77,7 @@ TDTrackControl::TDTrackControl(MainDialog& controller, int track, QWidget* paren
   top->addWidget(armButton);
   top->addWidget(muteButton);
   top->addWidget(soloButton);
+  top->addWidget(effectsButton);
 
   detailRow = new QWidget(this);
   auto* bottom = new QHBoxLayout(detailRow);
@@ -104,6 +108,10 @@ TDTrackControl::TDTrackControl(MainDialog& controller, int track, QWidget* paren
   connect(armButton, &QToolButton::clicked, this, [this] { Controller.CmTrackRecordToggle(iTrack); });
   connect(muteButton, &QToolButton::clicked, this, [this] { Controller.CmTrackMuteToggle(iTrack); });
   connect(soloButton, &QToolButton::clicked, this, [this] { Controller.CmTrackSoloToggle(iTrack); });
+  connect(effectsButton, &QToolButton::clicked, this, [this] {
+    effectsButton->setChecked(!Controller.GetProject().Tracks.GetTrack(iTrack)->EffectChain.IsEmpty());
+    TDEffectChainPanel::OpenFor(Controller, iTrack, window());
+  });
   connect(collapseButton, &QToolButton::clicked, this, [this] {
     const TDTrack* t = Controller.GetProject().Tracks.GetTrack(iTrack);
     if (t && t->bCollapsed) Controller.CmTrackExpand(iTrack);
@@ -138,6 +146,7 @@ void TDTrackControl::Apply() {
   armButton->setChecked(t->IsRecordMode());
   muteButton->setChecked(t->bMute);
   soloButton->setChecked(t->bSolo);
+  effectsButton->setChecked(!t->EffectChain.IsEmpty());
   // A track silenced by another's solo is drawn dimmed, as a mute would be.
   const bool silenced = t->bSilencedBySolo || t->bMute;
   if (property("silenced").toBool() != silenced) {

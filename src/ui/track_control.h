@@ -26,6 +26,8 @@ class TDTrackControl : public QFrame {
   QToolButton* ArmButton() const { return armButton; }
   QSlider* VolumeSlider() const { return volumeSlider; }
   QSlider* PanSlider() const { return panSlider; }
+  // Opens the track's live effects; lit while the track has any.
+  QToolButton* EffectsButton() const { return effectsButton; }
 
  protected:
   void mousePressEvent(QMouseEvent* event) override;
@@ -40,6 +42,7 @@ class TDTrackControl : public QFrame {
   QToolButton* muteButton;
   QToolButton* soloButton;
   QToolButton* collapseButton;
+  QToolButton* effectsButton;
   QSlider* volumeSlider;
   QLabel* volumeLabel;
   QSlider* panSlider;
