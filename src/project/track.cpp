@@ -48,4 +48,6 @@ void TDTrack::CopyFromAnotherTrack(const TDTrack& other) {
   byRecordChannels[1] = other.byRecordChannels[1];
   iMidiPlayDevice = other.iMidiPlayDevice;
   iMidiRecordDevice = other.iMidiRecordDevice;
+  Automation = other.Automation;
+  EffectAutomation = other.EffectAutomation;
 }

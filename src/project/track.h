@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "project/automation.h"
 #include "project/panned_volume.h"
 #include "project/rgb16.h"
 
@@ -81,10 +82,15 @@ class TDTrack {
   std::string szRecordDeviceName;  // resolved to a device index at load
 
   bool bEffectChainFlag = false;  // meaning unknown; carried through load and save
-  // The effect chain, the two automation managers (volume and pan lines, effect
-  // parameter lines) and the file chunks this version does not understand are
-  // added with the effect, automation and project file work. CopyFromAnotherTrack
-  // must copy the chain (cloning each effect) and the automation once they exist.
+  // The effect chain and the file chunks this version does not understand are
+  // added with the effect and project file work. CopyFromAnotherTrack must copy
+  // the chain (cloning each effect) once it exists.
+
+  // The rows beneath the track: its volume and pan lines, and the lines of its
+  // effects' parameters. Kept apart because a save writes the two groups in turn
+  // and an effect's lines go with the effect.
+  TDAutomationTracksManager Automation;
+  TDAutomationTracksManager EffectAutomation;
 
   int iIndex = 0;  // place in the track list, 0 based; the list's sort key
 
