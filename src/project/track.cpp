@@ -49,4 +49,6 @@ void TDTrack::CopyFromAnotherTrack(const TDTrack& other) {
   iMidiPlayDevice = other.iMidiPlayDevice;
   iMidiRecordDevice = other.iMidiRecordDevice;
   EffectChain = other.EffectChain;
+  Automation = other.Automation;
+  EffectAutomation = other.EffectAutomation;
 }

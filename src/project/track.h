@@ -5,6 +5,7 @@
 
 #include "foundation/sdf.h"
 #include "effects/sound_process_multi.h"
+#include "project/automation.h"
 #include "project/panned_volume.h"
 #include "project/rgb16.h"
 
@@ -86,10 +87,12 @@ class TDTrack {
   // The live effects, top first in the order of the signal. Copying a track
   // clones each effect.
   LSoundProcessMulti EffectChain;
-  // The two automation managers (volume and pan lines, effect parameter lines)
-  // and the file chunks this version does not understand are added with the
-  // automation and project file work. CopyFromAnotherTrack must copy the
-  // automation once it exists.
+
+  // The rows beneath the track: its volume and pan lines, and the lines of its
+  // effects' parameters. Kept apart because a save writes the two groups in turn
+  // and an effect's lines go with the effect.
+  TDAutomationTracksManager Automation;
+  TDAutomationTracksManager EffectAutomation;
 
   int iIndex = 0;  // place in the track list, 0 based; the list's sort key
 

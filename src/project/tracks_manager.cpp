@@ -155,7 +155,8 @@ void TDTracksManager::EnsureAllTrackIds() {
 }
 
 void TDTracksManager::UpdateAutomationEnvLine(LSoundTime start, LSoundTime end) {
-  // Tracks hold no automation lines yet; see the declaration.
-  (void)start;
-  (void)end;
+  for (auto& track : m_Tracks) {
+    track->Automation.ValidatePoints(start, end);
+    track->EffectAutomation.ValidatePoints(start, end);
+  }
 }

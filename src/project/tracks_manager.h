@@ -66,10 +66,9 @@ class TDTracksManager {
   // Gives every track its stable id; a save needs them all.
   void EnsureAllTrackIds();
 
-  // Keeps every track's automation lines within start..end after the project
-  // length changed. Tracks carry no automation lines yet, so this has nothing to
-  // adjust; it is called from every place the length changes so that the lines
-  // only need to be walked here once they exist.
+  // Fits every automation line of every track (both groups) to a project from
+  // start to end, after the project's length changed
+  // (TDTrackAutomation::ValidatePoints).
   void UpdateAutomationEnvLine(LSoundTime start, LSoundTime end);
 
  private:
