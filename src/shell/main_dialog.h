@@ -160,6 +160,14 @@ class MainDialog : public TDProjectNotify {
   void CmClipSelectPrev();
   // Selects one clip (alone, unless `add`).
   void EvClipSelect(std::uint32_t clipId, bool add);
+  // The release of a drag of the selected clips, which the window has moved
+  // already (main_dialog_mouse.cpp).
+  void EvClipsDragEnd(bool moved);
+  // The release of a copying drag: copies of the selected clips `offset` ms and
+  // `rows` tracks away, selected in their place. Answers how many were made.
+  int EvClipsDragCopy(LSoundTime offset, int rows);
+  // The release of a trim: applies what the drag left pending on that edge.
+  void EvClipEndTrimOrExpand(std::uint32_t clipId, bool leftEdge);
 
   // Take commands: the selected takes, or the take the menu was opened on.
   void SetTakeMenuClip(std::uint32_t clipId) { uTakeMenuClip = clipId; }
@@ -215,6 +223,8 @@ class MainDialog : public TDProjectNotify {
   void ClipsEdited(const std::string& undoName);
   // True (and says so) when any of the selected clips is locked.
   bool DisallowIfLocked();
+  // Says a locked clip can't change, and flashes the locked clips.
+  void SayClipLocked();
   // Selected clips in order of position.
   std::vector<TDClip*> SelectedClips() const;
   void SplitAudioTakesAndAddToProject(TDClip& take, LSoundTime at);

@@ -44,6 +44,11 @@ bool MainDialog::DisallowIfLocked() {
   return true;
 }
 
+void MainDialog::SayClipLocked() {
+  View.InfoBar(kLockedEdit);
+  View.FlashLockedClips();
+}
+
 // ---------------------------------------------------------------------------
 // Opening files as clips
 
