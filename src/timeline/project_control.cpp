@@ -43,15 +43,18 @@ void TDProjectControl::Reset() {
   iDragTotalRows = 0;
 }
 
-double TDProjectControl::GetBestGridInterval() const {
-  double const span = static_cast<double>(Mapper.iLastTime - Mapper.iFirstTime);
-  if (iWidth <= 0 || span <= 0) return 1.0;
-  double const wanted = kGridPixels * span / iWidth;
+double TDGetTimeInterval(double span, int width, int pixels) {
+  if (width <= 0 || !(span > 0)) return 1.0;
+  double const wanted = pixels * span / width;
   double const p = std::pow(10.0, std::trunc(std::log10(wanted)));
   for (double step : {p, 2 * p, 5 * p}) {
     if (step >= wanted) return step;
   }
   return 10 * p;
+}
+
+double TDProjectControl::GetBestGridInterval() const {
+  return TDGetTimeInterval(static_cast<double>(Mapper.iLastTime - Mapper.iFirstTime), iWidth, kGridPixels);
 }
 
 double TDProjectControl::CalculateBeatGroup() const {

@@ -5,6 +5,11 @@
 #include "timeline/pixel_time_mapper.h"
 #include "timeline/track_pixel_mapping.h"
 
+// A round step of time (1, 2 or 5 times a power of ten ms) whose marks on a view
+// of `span` ms over `width` pixels lie at least `pixels` apart. The ruler's
+// labels stand every ten steps.
+double TDGetTimeInterval(double span, int width, int pixels);
+
 // The rules of the mouse over the track area: grids, snapping, hit zones and
 // clamps for moving clips, trimming their ends and resizing the selected
 // region. It works in the area's own pixels (y from the top of the first track,
