@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <numeric>
 
 #include "project/clip.h"
 #include "sound/audio_buffer.h"
@@ -63,25 +62,30 @@ TDSRCClipMixer::TDSRCClipMixer(std::vector<LSoundSource> sources, std::vector<in
 void TDSRCClipMixer::Read(float* buffer, int frames) {
   if (frames <= 0) return;
   int const ch = nChans;
-  LZeroFrames(buffer, frames, ch);
   float* const work = pWork.get();
   while (frames > 0) {
     int const block = std::min(frames, LSoundMaxReadFrames);
     std::int64_t const blockEnd = std::int64_t{sPosition} + block;
+    // Most of the time one clip sounds: the first clip of a block is read right
+    // where the sum goes, and only the others take the way through the work
+    // buffer.
+    bool filled = false;
     for (Clip const& clip : vClips) {
       if (clip.iStart >= blockEnd) break;
       if (sPosition >= clip.iEnd) continue;
+      float* const into = filled ? work : buffer;
       int offset = 0;
       if (clip.iStart > sPosition) {
         // Starts inside this block: silence up to its first frame.
         offset = clip.iStart - sPosition;
-        LZeroFrames(work, offset, ch);
+        LZeroFrames(into, offset, ch);
       }
-      clip.lss->Read(work + static_cast<std::size_t>(offset) * ch, block - offset);
-      if (pNotify != nullptr) NotifyLevel(clip, work, block);
-      int const count = block * ch;
-      for (int i = 0; i < count; ++i) buffer[i] += work[i];
+      clip.lss->Read(into + static_cast<std::size_t>(offset) * ch, block - offset);
+      if (pNotify != nullptr) NotifyLevel(clip, into, block);
+      if (filled) LAddBuffer(buffer, work, block * ch);
+      filled = true;
     }
+    if (!filled) LZeroFrames(buffer, block, ch);
     sPosition += block;
     buffer += static_cast<std::size_t>(block) * ch;
     frames -= block;

@@ -1,6 +1,7 @@
 #include "project/project_source.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 
 #include "project/clip_mixer.h"
@@ -13,6 +14,41 @@ namespace {
 // Every clip is opened in stereo, so every track gives two channels until it is
 // spread onto surround speakers.
 constexpr int kTrackChannels = 2;
+
+inline float Max(float a, float b) { return a > b ? a : b; }
+
+// Adds a stereo block onto a stereo output and finds each side's peak on the
+// way, in one pass over the track's samples: the common case of the mix, unrolled
+// so that the adds and the comparisons of four frames go side by side.
+void AddStereoWithPeaks(float* to, float const* from, int frames, float& left, float& right) {
+  float l0 = 0.0f, l1 = 0.0f, r0 = 0.0f, r1 = 0.0f;
+  int const count = 2 * frames;
+  int i = 0;
+  for (; i + 8 <= count; i += 8) {
+    float const a0 = from[i], b0 = from[i + 1], a1 = from[i + 2], b1 = from[i + 3];
+    float const a2 = from[i + 4], b2 = from[i + 5], a3 = from[i + 6], b3 = from[i + 7];
+    to[i] += a0;
+    to[i + 1] += b0;
+    to[i + 2] += a1;
+    to[i + 3] += b1;
+    to[i + 4] += a2;
+    to[i + 5] += b2;
+    to[i + 6] += a3;
+    to[i + 7] += b3;
+    l0 = Max(l0, Max(std::fabs(a0), std::fabs(a2)));
+    l1 = Max(l1, Max(std::fabs(a1), std::fabs(a3)));
+    r0 = Max(r0, Max(std::fabs(b0), std::fabs(b2)));
+    r1 = Max(r1, Max(std::fabs(b1), std::fabs(b3)));
+  }
+  for (; i < count; i += 2) {
+    to[i] += from[i];
+    to[i + 1] += from[i + 1];
+    l0 = Max(l0, std::fabs(from[i]));
+    r0 = Max(r0, std::fabs(from[i + 1]));
+  }
+  left = Max(l0, l1);
+  right = Max(r0, r1);
+}
 
 }  // namespace
 
@@ -155,13 +191,16 @@ void TDProjectSource::MixTracksInStereo(float* buffer, int frames, int position)
   for (TDOpenSource const& open : vOpenSources) {
     if (!NeedsPlayingAt(open, position)) continue;
     open.lssSource->Read(work, frames);
-    CalculateTrackDB(open, work, frames, kTrackChannels);
     int const left = open.iLeftChannel;
     int const right = open.iRightChannel;
     if (ch == 2 && left == 0 && right == 1) {
-      int const count = frames * 2;
-      for (int i = 0; i < count; ++i) buffer[i] += work[i];
-    } else if (ch == 1) {
+      float peaks[2];
+      AddStereoWithPeaks(buffer, work, frames, peaks[0], peaks[1]);
+      SetTrackDB(open, peaks, kTrackChannels);
+      continue;
+    }
+    CalculateTrackDB(open, work, frames, kTrackChannels);
+    if (ch == 1) {
       // A mono output takes both sides at half, as a stereo to mono conversion does.
       for (int f = 0; f < frames; ++f) buffer[f] += (work[2 * f] + work[2 * f + 1]) * 0.5f;
     } else {
@@ -174,18 +213,23 @@ void TDProjectSource::MixTracksInStereo(float* buffer, int frames, int position)
 }
 
 void TDProjectSource::CalculateTrackDB(TDOpenSource const& open, float const* samples, int frames, int channels) {
+  float peaks[TDTracksDB::MaxTracks];
+  for (int c = 0; c < channels; ++c) peaks[c] = GetBufferPeakChan(samples, frames, channels, c);
+  SetTrackDB(open, peaks, channels);
+}
+
+void TDProjectSource::SetTrackDB(TDOpenSource const& open, float const* peaks, int channels) {
   if (open.iTrackIndex < 0 || open.iTrackIndex >= TDTracksDB::MaxTracks) return;
   auto& record = pTracksDB->Tracks[open.iTrackIndex];
-  for (int c = 0; c < channels; ++c) record[c] = LPeakToMeterDB(GetBufferPeakChan(samples, frames, channels, c));
+  for (int c = 0; c < channels; ++c) record[c] = LPeakToMeterDB(peaks[c]);
 }
 
 void TDProjectSource::MixMetronome(float* buffer, int frames) {
   if (!bMetronomeOn) return;
   float* const work = pWork.get();
   lssMetronome->Read(work, frames);
-  int const count = frames * nChans;
-  float const gain = fMetronomeGain;
-  for (int i = 0; i < count; ++i) buffer[i] += work[i] * gain;
+  GainAudioBufferQuick(work, frames * nChans, fMetronomeGain);
+  LAddBuffer(buffer, work, frames * nChans);
 }
 
 void TDProjectSource::MixMonitor(float* buffer, int frames) {
@@ -195,8 +239,7 @@ void TDProjectSource::MixMonitor(float* buffer, int frames) {
   if (m == 0) return;
   float* const work = pWork.get();
   lssMonitor->Read(work, m);
-  int const count = m * nChans;
-  for (int i = 0; i < count; ++i) buffer[i] += work[i];
+  LAddBuffer(buffer, work, m * nChans);
 }
 
 void TDProjectSource::MixMIDIStream(float* buffer, int frames) {

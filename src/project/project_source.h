@@ -110,6 +110,7 @@ class TDProjectSource : public LSoundSourceBase {
   void MixMIDIStream(float* buffer, int frames);
   // The track's meter from what it gave for this block.
   void CalculateTrackDB(TDOpenSource const& open, float const* samples, int frames, int channels);
+  void SetTrackDB(TDOpenSource const& open, float const* peaks, int channels);
 
   int sPosition = 0;
   int sEnd = 0;

@@ -9,6 +9,9 @@ void LZeroFrames(float* buffer, int frames, int channels);
 // buffer untouched.
 void GainAudioBufferQuick(float* buffer, int count, float gain);
 
+// Adds `count` floats of `from` onto `to`: the inner loop of every mix.
+void LAddBuffer(float* to, float const* from, int count);
+
 // The greatest absolute value of one channel over `frames` interleaved frames.
 float GetBufferPeakChan(float const* buffer, int frames, int channels, int channel);
 
