@@ -54,7 +54,9 @@ void AddStereoWithPeaks(float* to, float const* from, int frames, float& left, f
 
 TDProjectSource::TDProjectSource(int rate, int channels)
     : LSoundSourceBase(rate, channels, LSoundPeakUnknown),
-      iBlockSize(std::max(1, sSampleRate / 20)),
+      // 50 ms, but never more than one read may ask of a track: above 163840 Hz
+      // the blocks are shorter.
+      iBlockSize(std::clamp(sSampleRate / 20, 1, LSoundMaxReadFrames)),
       pTracksDB(std::make_unique<TDTracksDB>()) {
   // Room for a block of a stereo track, of the metronome, and of what the monitor
   // or the stream have ready.
@@ -67,7 +69,6 @@ void TDProjectSource::Init(TDProject& project, TDProjectSourceNotify* notify) {
   int const rate = sSampleRate;
   pNotify = notify;
   sPosition = 0;
-  iBlockSize = std::max(1, rate / 20);
 
   // An export never clicks, whatever the metronome is set to.
   bMetronomeOn = false;

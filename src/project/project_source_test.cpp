@@ -121,6 +121,9 @@ TEST_F(ProjectSourceTest, ClipsAtKnownPlacesMixToExactlyTheirSum) {
   EXPECT_EQ(source->GetOpenSources()[0].iTrackIndex, 0);
   EXPECT_EQ(source->GetOpenSources()[1].iTrackIndex, 2);
   EXPECT_EQ(source->GetMixBlockFrames(), kRate / 20);
+  // At the highest rates a 50 ms block would be more than a track may be asked for.
+  LSoundSource const fast = project.OpenNonLoopSource(192000, 2, nullptr);
+  EXPECT_EQ(dynamic_cast<TDProjectSource*>(fast.Get())->GetMixBlockFrames(), LSoundMaxReadFrames);
 }
 
 TEST_F(ProjectSourceTest, MuteAndSoloDecideWhichTracksAreHeardAndRead) {
