@@ -48,6 +48,12 @@ MainDialog::MainDialog(TDMainWindowView& view, TDMainLoop& loop, TDEngineState& 
     d.iInputChannelsSetting = LUserSettingGet("Settings", "TrackInputChannels0", 1);
     return d;
   });
+  Project.SetMixSettingsProvider([] {
+    TDMixSettings s;
+    s.iPlaybackSpeed = LUserSettingGet("Settings", "PlaybackSpeed", 100);
+    s.bMetronomePrerollOnly = LUserSettingGet("Settings", "MetronomePrerollOnly", false);
+    return s;
+  });
   InstallEffectDefaults();
 }
 
