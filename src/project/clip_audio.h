@@ -26,6 +26,9 @@ LSoundSource TDMakeStretchSource(LSoundSource const& source, double ratio, bool 
 // The clip shows a window of the endless repetition of the base, from the trim
 // start total to the base's length plus the trim end total. Expanding past the
 // base's end repeats it; trimming back gives the same list again.
+//
+// What plays is the current list shaped by the clip's lines: the volume line when
+// the track's volume envelope is on, the pan line when its pan envelope is on.
 class TDClipAudio : public TDClip {
  public:
   TDClipAudio();
