@@ -368,6 +368,66 @@ LSoundSource TDClipAudio::OpenSource(int rate, int channels) {
   return source;
 }
 
+LProcessResult TDClipAudio::RenderFadepoints(LProcessInterface& pi, std::vector<TDTimeSegment> const& segments) {
+  int const rate = GetSampleRate();
+  int const channels = GetChansRequired();
+  int const frames = clCurrent.GetEndSample();
+  if (frames <= 0) return LProcessFailed;
+  // Only a line the track plays is heard, and a pan cannot be kept in one channel.
+  bool const volume = pTrack == nullptr || pTrack->bVolumeEnvelopeOn;
+  bool const pan = (pTrack == nullptr || pTrack->bPanEnvelopeOn) && channels >= 2;
+  SortFadePoints();
+  LSoundSource const source = LSoundSource::Make<TDClipSource>(*this, rate, channels, volume, pan);
+  if (source->IsError()) return LProcessFailed;
+  std::string const title = "Applying fade points for " + szName;
+  LCutListAudio rendered = clCurrent;
+  rendered.Clear();
+  LProcessResult const r = FillList(pi, title.c_str(), source, rendered);
+  if (r != LProcessFinished) return r;
+
+  LSoundTime const length = GetEnd();
+  for (auto [start, end] : segments) {
+    if (start > end) std::swap(start, end);
+    start = std::clamp(start - iPosition, LSoundTime(0), length);
+    end = std::clamp(end - iPosition, LSoundTime(0), length);
+    if (start >= end) continue;
+    int const from = TDTimeToFrames(start, rate);
+    int const to = end >= length ? frames : std::min(frames, TDTimeToFrames(end, rate));
+    LCutListAudio piece;
+    rendered.EfCopy(from, to, piece);
+    clCurrent.EfPasteOver(from, to, piece);
+    if (volume) FlattenFadePoints(start, end, FadeTypeVolume);
+    if (pan) FlattenFadePoints(start, end, FadeTypePan);
+  }
+  SetAsTrimOrExpandBase();
+  ValidateFadePoints();
+  bWaveformStale = true;
+  ReCreateWaveProfile();
+  return LProcessFinished;
+}
+
+void TDClipAudio::FlattenFadePoints(LSoundTime start, LSoundTime end, FadeType type) {
+  TDClipFadePoints& list = GetFadeListByType(type);
+  SortFadePoints(type);
+  if (list.size() < 2) return;  // a line without points shaped nothing
+  double const before = GetAmplitudeAtPos(list, start);
+  double const after = GetAmplitudeAtPos(list, end);
+  std::erase_if(list, [&](TDClipFadePoint const& p) { return p.iPosition >= start && p.iPosition <= end; });
+  // Outside, the line keeps its course right up to each edge; inside, it is
+  // unity (the centre, for pan). It turns within the millisecond inside each
+  // edge, where the sound has the line already.
+  LSoundTime const length = GetEnd();
+  LSoundTime const innerStart = start > 0 ? start + 1 : start;
+  LSoundTime const innerEnd = end < length ? end - 1 : end;
+  if (start > 0) AddFadePoint(TDClipFadePoint{before, start, type});
+  if (innerStart <= innerEnd) {
+    AddFadePoint(TDClipFadePoint{0.0, innerStart, type});
+    AddFadePoint(TDClipFadePoint{0.0, innerEnd, type});
+  }
+  if (end < length) AddFadePoint(TDClipFadePoint{after, end, type});
+  AdjustRedundantFadePoints(type);
+}
+
 LSoundSource TDClipAudio::OpenSourceNoFades(int rate, int channels) const {
   LSoundSource source = clCurrent.OpenSource();
   LSPConvertSourceRateChannels(rate, channels, source);

@@ -1,5 +1,5 @@
-// A clip's volume and pan lines: how they sound through the clip's source and
-// how they follow the clip's edits.
+// A clip's volume and pan lines: how they sound through the clip's source, how
+// they follow the clip's edits, and how they are put into the sound.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -298,6 +298,71 @@ TEST_F(ClipFadesTest, StretchScalesTheLines) {
   EXPECT_EQ(line[2].first, static_cast<LSoundTime>(1500 * scale));
   EXPECT_EQ(line[3], (std::pair<LSoundTime, double>{clip->GetEnd(), -1.0}));
   EXPECT_EQ(LineOf(*clip, FadeTypePan).back().first, clip->GetEnd());
+}
+
+// ---- putting the lines into the sound ----
+
+std::vector<float> PlayAll(TDClipAudio& clip) {
+  return ReadFrames(clip.OpenSource(clip.GetSampleRate(), clip.GetChansRequired()), clip.GetEndSample(), 8192);
+}
+
+TEST_F(ClipFadesTest, RenderingPutsTheLinesIntoTheSoundAndFlattensThem) {
+  constexpr int kRate = 8000;
+  auto clip = SignalClip(16000, 2, kRate, 3000);  // 2 s at 3 s on the timeline
+  clip->szName = "Voice";
+  // The lift stays below full scale: every write to a file is held under it.
+  SetLine(*clip, FadeTypeVolume, {{0, -1.0}, {400, 0.0}, {1200, 0.1}, {2000, -1.0}});
+  SetLine(*clip, FadeTypePan, {{0, 0.0}, {1000, 0.6}, {2000, 0.0}});
+  std::vector<float> const heard = PlayAll(*clip);
+
+  struct Stopping : LProcessInterfaceVoid {
+    std::vector<std::string> titles;
+    bool stop = false;
+    void SetStatus(char const* text, int) override { titles.push_back(text); }
+    bool IsToStop() override { return stop; }
+  } pi;
+  pi.stop = true;
+  Line const volumeBefore = LineOf(*clip, FadeTypeVolume);
+  EXPECT_EQ(clip->RenderFadepoints(pi, {{0, 100000}}), LProcessStopped);
+  EXPECT_EQ(LineOf(*clip, FadeTypeVolume), volumeBefore);
+  EXPECT_EQ(PlayAll(*clip), heard);
+
+  // Over the whole clip: the sound is the same, now in a file of its own, and
+  // the lines are flat.
+  pi.stop = false;
+  auto whole = SignalClip(16000, 2, kRate, 3000);
+  whole->szName = "Voice";
+  SetLine(*whole, FadeTypeVolume, LineOf(*clip, FadeTypeVolume));
+  SetLine(*whole, FadeTypePan, LineOf(*clip, FadeTypePan));
+  ASSERT_EQ(whole->RenderFadepoints(pi, {{0, 100000}}), LProcessFinished);
+  EXPECT_NE(std::find(pi.titles.begin(), pi.titles.end(), "Applying fade points for Voice"), pi.titles.end());
+  EXPECT_EQ(LineOf(*whole, FadeTypeVolume), (Line{{0, 0.0}, {2000, 0.0}}));
+  EXPECT_EQ(LineOf(*whole, FadeTypePan), (Line{{0, 0.0}, {2000, 0.0}}));
+  EXPECT_NE(whole->GetCutListAudio().GetSegments()[0].GetCut(), clip->GetCutListAudio().GetSegments()[0].GetCut());
+  std::vector<float> const after = PlayAll(*whole);
+  ASSERT_EQ(after.size(), heard.size());
+  for (std::size_t i = 0; i < heard.size(); ++i) ASSERT_NEAR(after[i], heard[i], 1e-6) << i;
+  // What plays is the base that trimming repeats.
+  EXPECT_EQ(whole->GetBaseCutListAudio().GetEndSample(), whole->GetEndSample());
+
+  // Over a part (3.5 s to 4.2 s on the timeline; a segment before the clip is
+  // passed by): within it the sound is what was heard, but for the millisecond
+  // inside each edge where the line turns, and outside it the line keeps its
+  // course.
+  ASSERT_EQ(clip->RenderFadepoints(pi, {{1000, 2000}, {3500, 4200}}), LProcessFinished);
+  TDClipFadePoints const& volume = clip->GetFadeListByType(FadeTypeVolume);
+  EXPECT_DOUBLE_EQ(GetAmplitudeAtPos(volume, 800), 0.0);
+  EXPECT_DOUBLE_EQ(GetAmplitudeAtPos(volume, 300), -0.25);
+  EXPECT_DOUBLE_EQ(GetAmplitudeAtPos(volume, 1600), 0.1 - 1.1 * 400.0 / 800.0);
+  EXPECT_DOUBLE_EQ(GetAmplitudeAtPos(clip->GetFadeListByType(FadeTypePan), 1500), 0.3);
+  std::vector<float> const partly = PlayAll(*clip);
+  ASSERT_EQ(partly.size(), heard.size());
+  for (int f = 4008; f <= 9592; ++f) {
+    for (int c = 0; c < 2; ++c) {
+      std::size_t const i = static_cast<std::size_t>(f) * 2 + c;
+      ASSERT_NEAR(partly[i], heard[i], 1e-6) << "frame " << f;
+    }
+  }
 }
 
 }  // namespace
