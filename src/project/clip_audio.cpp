@@ -275,12 +275,12 @@ bool TDClipAudio::Join(TDClip const& clip, bool before) {
   // level up to the joint.
   LSoundTime const firstLength = before ? other->GetEnd() : GetEnd();
   for (FadeType type : {FadeTypeVolume, FadeTypePan}) {
-    TDClipFadePoints mine = LinesOrFlat(*this, type);
-    TDClipFadePoints ours = LinesOrFlat(*other, type);
-    TDClipFadePoints& second = before ? mine : ours;
+    TDClipFadePoints thisLine = LinesOrFlat(*this, type);
+    TDClipFadePoints otherLine = LinesOrFlat(*other, type);
+    TDClipFadePoints& second = before ? thisLine : otherLine;
     for (TDClipFadePoint& p : second) p.iPosition += firstLength;
     TDClipFadePoints& list = GetFadeListByType(type);
-    list = before ? std::move(ours) : std::move(mine);
+    list = before ? std::move(otherLine) : std::move(thisLine);
     list.insert(list.end(), second.begin(), second.end());
     // Where the two ends meet, equal levels make one point and a step keeps
     // both, a millisecond apart.
@@ -385,12 +385,27 @@ LProcessResult TDClipAudio::RenderFadepoints(LProcessInterface& pi, std::vector<
   LProcessResult const r = FillList(pi, title.c_str(), source, rendered);
   if (r != LProcessFinished) return r;
 
+  // The parts of the segments on the clip, in ms from its start, in order, with
+  // those that meet or overlap made one: each stretch's edges must lie on sound
+  // the line still shapes.
   LSoundTime const length = GetEnd();
+  std::vector<TDTimeSegment> stretches;
   for (auto [start, end] : segments) {
     if (start > end) std::swap(start, end);
     start = std::clamp(start - iPosition, LSoundTime(0), length);
     end = std::clamp(end - iPosition, LSoundTime(0), length);
-    if (start >= end) continue;
+    if (start < end) stretches.emplace_back(start, end);
+  }
+  std::sort(stretches.begin(), stretches.end());
+  std::vector<TDTimeSegment> merged;
+  for (TDTimeSegment const& s : stretches) {
+    if (!merged.empty() && s.first <= merged.back().second) {
+      merged.back().second = std::max(merged.back().second, s.second);
+    } else {
+      merged.push_back(s);
+    }
+  }
+  for (auto const& [start, end] : merged) {
     int const from = TDTimeToFrames(start, rate);
     int const to = end >= length ? frames : std::min(frames, TDTimeToFrames(end, rate));
     LCutListAudio piece;

@@ -345,11 +345,11 @@ TEST_F(ClipFadesTest, RenderingPutsTheLinesIntoTheSoundAndFlattensThem) {
   // What plays is the base that trimming repeats.
   EXPECT_EQ(whole->GetBaseCutListAudio().GetEndSample(), whole->GetEndSample());
 
-  // Over a part (3.5 s to 4.2 s on the timeline; a segment before the clip is
-  // passed by): within it the sound is what was heard, but for the millisecond
+  // Over a part (3.5 s to 4.2 s on the timeline, given as two that meet; a
+  // segment before the clip is passed by): within it the sound is what was heard, but for the millisecond
   // inside each edge where the line turns, and outside it the line keeps its
   // course.
-  ASSERT_EQ(clip->RenderFadepoints(pi, {{1000, 2000}, {3500, 4200}}), LProcessFinished);
+  ASSERT_EQ(clip->RenderFadepoints(pi, {{1000, 2000}, {3800, 4200}, {3800, 3500}}), LProcessFinished);
   TDClipFadePoints const& volume = clip->GetFadeListByType(FadeTypeVolume);
   EXPECT_DOUBLE_EQ(GetAmplitudeAtPos(volume, 800), 0.0);
   EXPECT_DOUBLE_EQ(GetAmplitudeAtPos(volume, 300), -0.25);
