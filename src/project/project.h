@@ -126,6 +126,9 @@ class TDProject {
   int FindTrackNoOverlapped(TDClip const& clip, int from) const;
   // A free track for the clip near `track`, or `track` itself.
   int AdjustClipPositionNoOverlapping(TDClip const& clip, int track) const;
+  // Fades the two selected overlapping audio clips into each other
+  // (TDClipsManager::CrossFadeClips); false when they can't be.
+  bool CrossFadeClips();
   // Stretches a clip to `length` ms and grows the project to cover it.
   LProcessResult StretchClip(LProcessInterface& pi, TDClip& clip, LSoundTime length, bool keepPitch);
 

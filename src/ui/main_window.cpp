@@ -196,6 +196,12 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(clip, tr("&Restore to Original"), CM_CLIP_RESTORE);
   AddCommand(clip, tr("Set as Trim/Expand base"), CM_CLIP_SET_BASE);
   clip->addSeparator();
+  AddCommand(clip, tr("Fade &In"), CM_CLIP_FADE_IN);
+  AddCommand(clip, tr("Fade O&ut"), CM_CLIP_FADE_OUT);
+  AddCommand(clip, tr("Cross &Fade"), CM_CLIP_CROSS_FADE);
+  AddCommand(clip, tr("Add Fade &Point"), CM_CLIP_ADD_FADE_POINT);
+  AddCommand(clip, tr("Delete Fade Points"), CM_CLIP_DELETE_FADE_POINTS);
+  clip->addSeparator();
   AddCommand(clip, tr("Move to &Cursor"), CM_CLIP_MOVE_TO_CURSOR);
   AddCommand(clip, tr("Move to S&tart"), CM_CLIP_MOVE_TO_START);
   AddCommand(clip, tr("Nudge Left"), CM_CLIP_NUDGE_LEFT, QKeySequence(Qt::ALT | Qt::Key_Left));
