@@ -180,6 +180,10 @@ class MainDialog : public TDProjectNotify {
   int EvClipsDragCopy(LSoundTime offset, int rows);
   // The release of a trim: applies what the drag left pending on that edge.
   void EvClipEndTrimOrExpand(std::uint32_t clipId, bool leftEdge);
+  // Says a locked clip can't change, and flashes the locked clips.
+  void SayClipLocked();
+  // The release of a drag of one of a clip's fade points.
+  void EvFadePointDragEnd(std::uint32_t clipId, bool moved);
 
   // Take commands: the selected takes, or the take the menu was opened on.
   void SetTakeMenuClip(std::uint32_t clipId) { uTakeMenuClip = clipId; }
@@ -235,8 +239,6 @@ class MainDialog : public TDProjectNotify {
   void ClipsEdited(const std::string& undoName);
   // True (and says so) when any of the selected clips is locked.
   bool DisallowIfLocked();
-  // Says a locked clip can't change, and flashes the locked clips.
-  void SayClipLocked();
   // Selected clips in order of position.
   std::vector<TDClip*> SelectedClips() const;
   void SplitAudioTakesAndAddToProject(TDClip& take, LSoundTime at);

@@ -58,3 +58,9 @@ void MainDialog::EvClipEndTrimOrExpand(std::uint32_t clipId, bool leftEdge) {
   Project.ResetEnd();
   ClipsEdited("Clip Trimmed or Expanded");
 }
+
+void MainDialog::EvFadePointDragEnd(std::uint32_t clipId, bool moved) {
+  TDClip* clip = Project.Clips.GetClip(clipId);
+  if (clip == nullptr || !moved) return;
+  ClipsEdited("Fade Point Moved");
+}

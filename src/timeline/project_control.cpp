@@ -288,6 +288,54 @@ double TDProjectControl::MapPixelYToAmplitude(int y, int top, int height) {
   return std::clamp(static_cast<double>(top + half + kTitleStripPixels - y) / half, -1.0, 1.0);
 }
 
+namespace {
+
+FadeType ShownFadeType(TDProject const& project, TDClip const& clip) {
+  TDTrack const* track = project.Tracks.GetTrack(clip.iTrackIndex);
+  return track != nullptr && track->iFadeTypeShown == FadeTypePan ? FadeTypePan : FadeTypeVolume;
+}
+
+}  // namespace
+
+TDPixelPoint TDProjectControl::FadePointPixel(TDClip const& clip, TDClipFadePoint const& point) const {
+  return {Mapper.MapSoundTimeToPixel(clip.iPosition + point.iPosition),
+          MapAmplitudeToPixelY(point.dValue, Rows.GetTrackYPixel(clip.iTrackIndex), TDTrackPixelMapping::GetTrackBodyHeight())};
+}
+
+int TDProjectControl::MapPixelToNearestFadePoint(int x, int y, TDClip const& clip) const {
+  if (!clip.CanBePlayedBySoundPlayer()) return -1;
+  TDClipFadePoints const& line = clip.GetFadeListByType(ShownFadeType(Project, clip));
+  int best = -1;
+  int bestAcross = 0;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    TDPixelPoint const at = FadePointPixel(clip, line[i]);
+    int const across = std::abs(at.x - x);
+    if (across > 10 || std::abs(at.y - y) >= 5) continue;
+    if (best < 0 || across < bestAcross) {
+      best = static_cast<int>(i);
+      bestAcross = across;
+    }
+  }
+  return best;
+}
+
+bool TDProjectControl::DragFadePoint(int x, int y, TDClip& clip, int index) {
+  if (clip.bLocked) return false;
+  TDClipFadePoints& line = clip.GetFadeListByType(ShownFadeType(Project, clip));
+  if (index < 0 || index >= static_cast<int>(line.size())) return false;
+  TDClipFadePoint& point = line[static_cast<std::size_t>(index)];
+  point.dValue = MapPixelYToAmplitude(y, Rows.GetTrackYPixel(clip.iTrackIndex), TDTrackPixelMapping::GetTrackBodyHeight());
+  bool const end = index == 0 || index + 1 == static_cast<int>(line.size());
+  if (!end) {
+    LSoundTime const low = line[static_cast<std::size_t>(index - 1)].iPosition + 1;
+    LSoundTime const high = line[static_cast<std::size_t>(index + 1)].iPosition - 1;
+    LSoundTime const time = Mapper.MapPixelToSoundTime(x) - clip.iPosition;
+    // Neighbours a millisecond apart leave no room: the time stays.
+    if (low <= high) point.iPosition = std::clamp(time, low, high);
+  }
+  return true;
+}
+
 void TDProjectControl::ResizeEditArea(int x, int /*y*/, bool startEdge) {
   if (x < 0 || x > iWidth) return;
   TDEditRegion const r = Project.GetEditRegion();

@@ -5,6 +5,12 @@
 #include "timeline/pixel_time_mapper.h"
 #include "timeline/track_pixel_mapping.h"
 
+// A place in the track area, in pixels.
+struct TDPixelPoint {
+  int x = 0;
+  int y = 0;
+};
+
 // A round step of time (1, 2 or 5 times a power of ten ms) whose marks on a view
 // of `span` ms over `width` pixels lie at least `pixels` apart. The ruler's
 // labels stand every ten steps.
@@ -83,6 +89,17 @@ class TDProjectControl {
   // and -1 at the bottom.
   static int MapAmplitudeToPixelY(double amplitude, int top, int height);
   static double MapPixelYToAmplitude(int y, int top, int height);
+
+  // The point of the line `clip`'s track shows (volume or pan) under the pointer:
+  // within 10 pixels across and less than 5 up or down, the closest across
+  // winning. -1 when none is, or the clip plays no sound of its own.
+  int MapPixelToNearestFadePoint(int x, int y, TDClip const& clip) const;
+  // Moves point `index` of the shown line to the pointer: its value from the
+  // height, its time kept strictly between its neighbours; the end points keep
+  // their times. False for a locked clip or a point that is not there.
+  bool DragFadePoint(int x, int y, TDClip& clip, int index);
+  // Where a point of a clip's line is drawn.
+  TDPixelPoint FadePointPixel(TDClip const& clip, TDClipFadePoint const& point) const;
 
   // Moves one edge of the selected region to the pointer, the other fixed.
   void ResizeEditArea(int x, int y, bool startEdge);

@@ -173,4 +173,40 @@ TEST_F(ProjectControlTest, LevelsAndTheSelectedRegion) {
   EXPECT_EQ(project.GetEditRegion().iEnd, 8000);
 }
 
+TEST_F(ProjectControlTest, FadePointsAreGrabbedNearAndDraggedBetweenTheirNeighbours) {
+  TDClip* clip = Add(0, 2000);  // 2000..4000 on columns 100..200, track 0 at the top
+  clip->GetFadeListByType(FadeTypeVolume) = {{0.0, 0, FadeTypeVolume},
+                                             {-0.5, 500, FadeTypeVolume},
+                                             {0.0, 600, FadeTypeVolume},
+                                             {0.0, 2000, FadeTypeVolume}};
+  // The point at 500 ms stands on column 125, a quarter of the way down the level span.
+  TDPixelPoint const at = control.FadePointPixel(*clip, clip->GetFadeListByType(FadeTypeVolume)[1]);
+  EXPECT_EQ(at.x, 125);
+  EXPECT_EQ(at.y, TDProjectControl::MapAmplitudeToPixelY(-0.5, 0, 98));
+  EXPECT_EQ(control.MapPixelToNearestFadePoint(at.x + 3, at.y + 4, *clip), 1);
+  EXPECT_EQ(control.MapPixelToNearestFadePoint(at.x + 3, at.y + 5, *clip), -1);  // 5 up or down is out
+  EXPECT_EQ(control.MapPixelToNearestFadePoint(at.x + 11, at.y, *clip), -1);
+  // Between two close points, the closer across wins.
+  TDPixelPoint const next = control.FadePointPixel(*clip, clip->GetFadeListByType(FadeTypeVolume)[2]);
+  EXPECT_EQ(control.MapPixelToNearestFadePoint(next.x - 1, next.y, *clip), 2);
+
+  // Dragged far right it stops a millisecond before its neighbour; its level follows.
+  ASSERT_TRUE(control.DragFadePoint(190, TDProjectControl::MapAmplitudeToPixelY(0.5, 0, 98), *clip, 1));
+  TDClipFadePoint const& moved = clip->GetFadeListByType(FadeTypeVolume)[1];
+  EXPECT_EQ(moved.iPosition, 599);
+  EXPECT_NEAR(moved.dValue, 0.5, 1.0 / 42);
+  // The end points keep their times; levels past the body clamp.
+  ASSERT_TRUE(control.DragFadePoint(150, 500, *clip, 3));
+  EXPECT_EQ(clip->GetFadeListByType(FadeTypeVolume)[3].iPosition, 2000);
+  EXPECT_EQ(clip->GetFadeListByType(FadeTypeVolume)[3].dValue, -1.0);
+  // A pan track shows, and drags, the pan line.
+  project.Tracks.GetTrack(0)->iFadeTypeShown = FadeTypePan;
+  clip->GetFadeListByType(FadeTypePan) = {{0.0, 0, FadeTypePan}, {0.0, 2000, FadeTypePan}};
+  EXPECT_EQ(control.MapPixelToNearestFadePoint(at.x, at.y, *clip), -1);
+  EXPECT_FALSE(control.DragFadePoint(150, 20, *clip, 2));  // no third pan point
+  clip->bLocked = true;
+  EXPECT_FALSE(control.DragFadePoint(150, 20, *clip, 0));
+  EXPECT_EQ(clip->GetFadeListByType(FadeTypePan)[0].dValue, 0.0);
+}
+
 }  // namespace

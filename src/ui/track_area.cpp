@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "project/clip_audio.h"
+#include "sound/envelope_points.h"
 #include "shell/main_dialog.h"
 #include "shell/user_settings.h"
 
@@ -216,6 +217,8 @@ void TDTrackArea::DrawClip(QPainter& painter, TDClip& clip, QRect const& r) {
     }
   }
 
+  if (!collapsed) DrawFadeLine(painter, clip, r);
+
   // Title strip and frame; a selected clip stands out, a locked one is dashed.
   QRect const title(r.left(), r.top(), r.width(), std::min(r.height(), TDProjectControl::kTitleStripPixels - 1));
   painter.fillRect(title, colour.lighter(150));
@@ -231,6 +234,31 @@ void TDTrackArea::DrawClip(QPainter& painter, TDClip& clip, QRect const& r) {
   painter.drawText(title.adjusted(4, 0, -2, 0), Qt::AlignVCenter | Qt::AlignLeft, name);
 }
 
+void TDTrackArea::DrawFadeLine(QPainter& painter, TDClip const& clip, QRect const& r) {
+  TDTrack const* track = Controller.GetProject().Tracks.GetTrack(clip.iTrackIndex);
+  FadeType const type = track != nullptr && track->iFadeTypeShown == FadeTypePan ? FadeTypePan : FadeTypeVolume;
+  TDClipFadePoints const& line = clip.GetFadeListByType(type);
+  if (line.empty()) return;
+  painter.save();
+  painter.setClipRect(r);
+  painter.setRenderHint(QPainter::Antialiasing, true);
+  QColor const colour = type == FadeTypePan ? QColor(40, 110, 200) : QColor(230, 150, 20);
+  painter.setPen(QPen(colour, 1.5));
+  QPolygon polygon;
+  polygon.reserve(static_cast<int>(line.size()));
+  for (TDClipFadePoint const& point : line) {
+    TDPixelPoint const at = Control.FadePointPixel(clip, point);
+    polygon << QPoint(at.x, at.y);
+  }
+  painter.drawPolyline(polygon);
+  // Handles only where a user could grab them: a flat line with two anchors shows none.
+  if (line.size() > 2 || line.front().dValue != 0.0 || line.back().dValue != 0.0) {
+    painter.setBrush(colour);
+    for (QPoint const& p : polygon) painter.drawRect(p.x() - 2, p.y() - 2, 4, 4);
+  }
+  painter.restore();
+}
+
 void TDTrackArea::mousePressEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton) return;
   UpdateControlView();
@@ -242,7 +270,15 @@ void TDTrackArea::mousePressEvent(QMouseEvent* event) {
     bool const add = event->modifiers() & Qt::ShiftModifier;
     if (!clip->bSelected || !add) Controller.EvClipSelect(clip->uClipId, add);
     uGestureClip = clip->uClipId;
-    if (!add && Control.IsPixelAtClipLeftEdge(*clip, p.x(), p.y(), kEdgeGrab)) {
+    iGesturePoint = add ? -1 : Control.MapPixelToNearestFadePoint(p.x(), p.y(), *clip);
+    if (iGesturePoint >= 0) {
+      if (clip->bLocked) {
+        Controller.SayClipLocked();
+        eGesture = Gesture::None;
+      } else {
+        eGesture = Gesture::FadePoint;
+      }
+    } else if (!add && Control.IsPixelAtClipLeftEdge(*clip, p.x(), p.y(), kEdgeGrab)) {
       eGesture = Gesture::TrimLeft;
     } else if (!add && Control.IsPixelAtClipRightEdge(*clip, p.x(), p.y(), kEdgeGrab)) {
       eGesture = Gesture::TrimRight;
@@ -295,6 +331,21 @@ void TDTrackArea::mouseMoveEvent(QMouseEvent* event) {
         Control.TrimOrExpandClip(p.x(), p.y(), *clip, eGesture == Gesture::TrimLeft, snap);
       }
       break;
+    case Gesture::FadePoint:
+      if (TDClip* clip = project.Clips.GetClip(uGestureClip)) {
+        Control.DragFadePoint(p.x(), p.y(), *clip, iGesturePoint);
+        TDTrack const* track = project.Tracks.GetTrack(clip->iTrackIndex);
+        bool const pan = track != nullptr && track->iFadeTypeShown == FadeTypePan;
+        TDClipFadePoints const& line = clip->GetFadeListByType(pan ? FadeTypePan : FadeTypeVolume);
+        if (iGesturePoint < static_cast<int>(line.size())) {
+          double const value = line[static_cast<std::size_t>(iGesturePoint)].dValue;
+          // The level as a user reads it: decibels for volume, a side for pan.
+          setToolTip(pan ? QStringLiteral("Pan %1%").arg(std::lround(value * 100))
+                         : value <= -1.0 ? QStringLiteral("Silence")
+                                         : QStringLiteral("%1 dB").arg(LEnvelopePointVol(value, 0).GetDB().Get()));
+        }
+      }
+      break;
     case Gesture::Region: {
       LSoundTime time = std::max<LSoundTime>(0, Mapper().MapPixelToSoundTime(std::clamp(p.x(), 0, width())));
       if (snap) time = Control.MapToGridSnapPointRound(time);
@@ -319,6 +370,10 @@ void TDTrackArea::mouseReleaseEvent(QMouseEvent* event) {
       break;
     case Gesture::Copy:
       if (bMoved) Controller.EvClipsDragCopy(Control.GetDragTimeOffset(), Control.GetDragRowOffset());
+      break;
+    case Gesture::FadePoint:
+      setToolTip(QString());
+      Controller.EvFadePointDragEnd(uGestureClip, bMoved);
       break;
     case Gesture::TrimLeft: Controller.EvClipEndTrimOrExpand(uGestureClip, true); break;
     case Gesture::TrimRight: Controller.EvClipEndTrimOrExpand(uGestureClip, false); break;

@@ -44,10 +44,11 @@ class TDTrackArea : public QWidget, public LTimeLineNotify {
   void resizeEvent(QResizeEvent* event) override;
 
  private:
-  enum class Gesture { None, Drag, Copy, TrimLeft, TrimRight, Region };
+  enum class Gesture { None, Drag, Copy, TrimLeft, TrimRight, Region, FadePoint };
   TDClip* ClipAt(QPoint p) const;
   void UpdateControlView();
   void DrawClip(QPainter& painter, TDClip& clip, QRect const& visible);
+  void DrawFadeLine(QPainter& painter, TDClip const& clip, QRect const& r);
 
   MainDialog& Controller;
   LTimeLine& TimeLine;
@@ -55,6 +56,7 @@ class TDTrackArea : public QWidget, public LTimeLineNotify {
   TDWaveProfileGeometry Geometry;  // reused for every clip drawn
   Gesture eGesture = Gesture::None;
   std::uint32_t uGestureClip = 0;
+  int iGesturePoint = -1;
   bool bMoved = false;
   LSoundTime iRegionAnchor = 0;
   int iRegionAnchorTrack = 0;

@@ -178,6 +178,24 @@ TEST_F(TrackAreaTest, TheMouseMovesTrimsAndSelectsAndEachGestureIsOneStep) {
   EXPECT_EQ(controller.GetProject().Clips.GetNumClipsOnTrack(0), 2);
   EXPECT_TRUE(dialogs.seen.empty()) << dialogs.seen.front();
 
+  // A fade-out drawn by the clip's last point: grabbed at its handle and pulled
+  // to the bottom, it silences the clip's end.
+  TDClip* right = nullptr;
+  for (auto const& c : controller.GetProject().Clips.GetClips()) {
+    if (c->iTrackIndex == 0 && c.get() != first) right = c.get();
+  }
+  ASSERT_NE(right, nullptr);
+  TDClipFadePoints const& line = right->GetFadeListByType(FadeTypeVolume);
+  ASSERT_GE(line.size(), 2u);
+  QRect const rr = area->ClipRect(*right);
+  QPoint const handle(std::min(x(right->GetEndTime()), rr.right()) - 1,
+                      TDProjectControl::MapAmplitudeToPixelY(line.back().dValue, 0, TDTrackPixelMapping::GetTrackBodyHeight()));
+  QTest::mousePress(area, Qt::LeftButton, Qt::NoModifier, handle);
+  QTest::mouseMove(area, QPoint(handle.x(), rr.bottom() + 5));
+  QTest::mouseRelease(area, Qt::LeftButton, Qt::NoModifier, QPoint(handle.x(), rr.bottom() + 5));
+  EXPECT_EQ(right->GetFadeListByType(FadeTypeVolume).back().dValue, -1.0);
+  EXPECT_EQ(controller.GetUndoPointName(), "Fade Point Moved");
+
   // A drag across empty lanes of two tracks selects that region.
   QPoint const from(x(9000), 30);
   QTest::mousePress(area, Qt::LeftButton, Qt::NoModifier, from);
