@@ -422,7 +422,11 @@ void LSoundPlayerLLCA::Render(float* out, int frames) noexcept {
 
   // A level tick: the mean of the callbacks' amplitudes, in dB.
   for (std::size_t c = 0; c < ch; ++c) db[static_cast<int>(c)] = LevelOfAmplitude(dSumLevel[c] / iLevelReadCount);
+  // What passed the tick's length counts toward the next, so that callbacks of any
+  // size give 30 ticks a second on average.
+  int const carry = std::clamp(sFramesRead - iLevelFrames, 0, iLevelFrames - 1);
   ResetLevelSums();
+  sFramesRead = carry;
   uTicks.fetch_add(1, std::memory_order_relaxed);
   soBufReady.Set();
 }
