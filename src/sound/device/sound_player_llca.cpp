@@ -210,7 +210,7 @@ bool LSoundPlayerLLCA::Play() {
   tidRender = -1;
   bRecordTime = true;
   if (!au->Start()) {
-    iError = ErrorNoFill;
+    iError = ErrorNoStart;
     return false;
   }
   status = StatusPlaying;
@@ -405,6 +405,9 @@ void LSoundPlayerLLCA::Render(float* out, int frames) noexcept {
   if (n < frames) {
     if (bDirectOut) std::fill(out + static_cast<std::size_t>(n) * ch, out + outFloats, 0.0f);
     uUnderruns.fetch_add(1, std::memory_order_relaxed);
+    uCallbacksSinceDry.fetch_add(1, std::memory_order_release);
+  } else {
+    uCallbacksSinceDry.store(0, std::memory_order_release);
   }
   for (std::size_t c = 0; c < ch; ++c) {
     signed char const level = n > 0 ? LevelOfMeanSquare(sumSquares[c] / n) : static_cast<signed char>(-127);

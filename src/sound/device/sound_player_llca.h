@@ -33,6 +33,8 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
   static constexpr unsigned StatusCueing = 4;
   // The error Play leaves when the pump gave it nothing to play in time.
   static constexpr int ErrorNoFill = 9;
+  // The error of a stream that opened but would not start.
+  static constexpr int ErrorNoStart = 10;
   // How long Play waits for the pump's first block.
   static constexpr unsigned FillWaitMs = 5000;
   // Level ticks a second.
@@ -85,8 +87,12 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
   bool IsNextBufferReady() const { return Ring().IsNextBufferReady(); }
   // Moves up to min(frames, rate / 30) frames from the source into the ring.
   void WriteBuffer(int frames);
-  // Whether frames still wait to be played.
-  bool PlayRemainingBuffer() const { return Ring().GetFilledFrames() > 0; }
+  // Whether frames still wait to be played: in the ring, or in the device's own
+  // buffer, which is played out when a callback after the ring ran dry has come.
+  bool PlayRemainingBuffer() const {
+    return Ring().GetFilledFrames() > 0 ||
+           ((status.load() & StatusPlaying) && uCallbacksSinceDry.load(std::memory_order_acquire) < 2);
+  }
   // Waits for the next level tick. False when `thread` is told to stop or a second
   // passed without one (the caller then looks at its stop and waits again).
   bool WaitForEmptyBuffer(LThread& thread);
@@ -197,6 +203,7 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
   std::atomic<pid_t> tidRender{-1};
   std::atomic<std::uint64_t> uTicks{0};
   std::atomic<std::uint64_t> uUnderruns{0};
+  std::atomic<unsigned> uCallbacksSinceDry{0};  // callbacks since the ring was found short
 };
 
 // Milliseconds of a monotonic clock, for comparing when streams started.
