@@ -190,7 +190,9 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
           ProcessWaitSignal(soBufferReady.GetRef(), 1000);
           continue;
         }
-        // The last frame has been heard.
+        // The last frame has been heard, or there was none (a play past the end):
+        // the device's start must not wait for a fill that will never come.
+        soFillStarted.Set();
         bNotifyStop = true;
         loSuspend.unlock();
         Post();

@@ -80,6 +80,7 @@ bool LSoundPlayerLLCA::Init(LSoundSource& source, unsigned short mode, LThread* 
   std::lock_guard<LLockObject> hold(loResync);
   Ring().Reset();
   bRunningOnLatency = false;
+  uCallbacksSinceDry = 0;
   ResetLevelSums();
   sPosition = lss->GetPositionSample();
   return true;
