@@ -159,6 +159,7 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
   LSoundSource const& GetSoundSource() const { return lssSource; }
 
   T& GetDeviceLayer() { return spll; }
+  T const& GetDeviceLayer() const { return spll; }
   LCrossFadeSource& GetCrossFade() { return cfs; }
   LLockObject& GetSuspendLock() { return loSuspend; }
   LSignalObjectRef GetBufferReadySignal() const { return soBufferReady.GetRef(); }
