@@ -343,6 +343,10 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
     }
   }
 
+  // Made before the device layer, which keeps references to two of them.
+  LSignalObject soBufferReady;
+  LSignalObject soFillStarted;
+  LSignalObject soFillFinished;
   T spll;
   LSoundPlayerNotify* pNotify = nullptr;
   long iNotifyUserData = 0;
@@ -350,9 +354,6 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
   std::atomic<bool> bRealTimePump{false};
   std::atomic<bool> bRealTimeDoneHandler{false};
   std::atomic<unsigned> uBlocksSinceIdle{0};
-  LSignalObject soBufferReady;
-  LSignalObject soFillStarted;
-  LSignalObject soFillFinished;
   std::atomic<bool> bNotifyStop{false};
   std::atomic<bool> bNotifyTimeLevel{false};
   std::atomic<bool> bNotifyError{false};
