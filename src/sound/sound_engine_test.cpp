@@ -38,9 +38,8 @@ class Engine : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(server.IsUp()) << "no JACK server: is jackd (Debian's jackd2) installed?";
     ASSERT_TRUE(capture.IsActive());
-    LSoundPlayDeviceList::Refresh();
     LSoundPlayDevice device;
-    device.no = LSoundPlayDeviceList::Get()->FindByName("tdeng (JACK)");
+    device.no = FindPlayDevice("tdeng (JACK)");
     ASSERT_GT(device.no, 0);
     engine.UpdateSoundPlayDevice(device);
     engine.SetPlayerNotify(&upward);

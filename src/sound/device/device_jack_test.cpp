@@ -83,9 +83,7 @@ class JackDevices : public ::testing::Test {
     ASSERT_TRUE(server.IsUp()) << "no JACK server: is jackd (Debian's jackd2) installed?";
     capture = std::make_unique<LTestJackCapture>("tdcap", 2, 10 * kRate);
     ASSERT_TRUE(capture->IsActive());
-    LSoundPlayDeviceList::Refresh();  // with the capture client in the list
-    auto list = LSoundPlayDeviceList::Get();
-    device.no = list->FindByName("tdcap (JACK)");
+    device.no = FindPlayDevice("tdcap (JACK)");
     ASSERT_GT(device.no, 0) << "the capture client is not a device";
     player.SetNotify(&notify, 7);
     player.GetDeviceLayer().SetDevice(device);
@@ -295,10 +293,13 @@ TEST_F(JackDevices, TheInputSideRecordsWhatThePlayerSends) {
   LSoundSource source = LSoundSource::Make<LTestFunctionSource>(
       kRate, 2, kRate + frames, [](int f, int c) { return f < kRate ? 0.0f : Marker(f - kRate, c); });
   ASSERT_TRUE(StartPlayer(source));
-  LSoundRecordDeviceList::Refresh();
-  auto inputs = LSoundRecordDeviceList::Get();
   LSoundRecordDevice in;
-  in.no = inputs->FindByName("Tandrel (JACK)");
+  in.no = -1;
+  for (int tries = 0; tries < 20 && in.no < 0; ++tries) {
+    LSoundRecordDeviceList::Refresh();
+    in.no = LSoundRecordDeviceList::Get()->FindByName("Tandrel (JACK)");
+    if (in.no < 0) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
   ASSERT_GT(in.no, 0) << "the player's client is not an input device";
 
   struct RecorderThread : LThread {

@@ -151,6 +151,18 @@ class LTestJackCapture {
   bool bActive = false;
 };
 
+// The index of the play device of this name, reading the list again for up to two
+// seconds: a busy server may answer a listing late. -1 when it never shows.
+inline int FindPlayDevice(char const* name) {
+  for (int tries = 0; tries < 20; ++tries) {
+    LSoundPlayDeviceList::Refresh();
+    int const index = LSoundPlayDeviceList::Get()->FindByName(name);
+    if (index > 0) return index;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  return -1;
+}
+
 // Runs what other threads posted to the main thread until `done` or `ms` passed.
 inline bool PumpUntil(LPumpedMainThreadQueue& queue, std::function<bool()> const& done, int ms) {
   auto const deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
