@@ -1,4 +1,5 @@
 #pragma once
+#include "sound/tracks_db.h"
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -7,17 +8,6 @@
 #include "sound/sound_source.h"
 
 class TDProject;
-
-// The meters of every track for the last mix block of a Read: the time it was
-// read at, then one record per track index. Written in place by the mix and
-// handed to its notify, so its size is part of what each Read costs.
-struct TDTracksDB {
-  static constexpr int MaxTracks = 256;
-
-  std::int32_t iCurrentTime = 0;  // ms
-  LDBMultiChannel<LdB<signed char>> Tracks[MaxTracks];
-};
-static_assert(sizeof(TDTracksDB) == 65796, "the meter records are copied into a ring as they stand");
 
 // Hears the track meters of every Read of a mix, on the reading thread; the
 // receiver copies what it needs and returns.

@@ -11,14 +11,19 @@
 #include "codecs/mp3_file.h"
 #include "foundation/byte_order.h"
 #include "foundation/file.h"
+#include "foundation/main_thread_queue.h"
 #include "foundation/process_interface.h"
 #include "foundation/sound_time.h"
 #include "project/project.h"
+#include "shell/console_progress.h"
 #include "sound/aif_file.h"
 #include "sound/au_file.h"
 #include "sound/compressed_wave.h"
+#include "sound/device/sound_devices.h"
+#include "sound/device/sound_player_llca.h"
 #include "sound/pcm_file.h"
 #include "sound/raw_file.h"
+#include "sound/sound_player.h"
 #include "sound/source_to_sink.h"
 #include "sound/wave_file.h"
 
@@ -49,6 +54,9 @@ const char kUsage[] =
     "      --format NAME      pcm, float, ulaw, alaw, gsm, sowt (AIFC little-endian)\n"
     "      --rate N           convert to N frames a second\n"
     "      --channels N       mix or spread to N channels\n"
+    "  play FILE              play FILE to the end (Ctrl-C stops it)\n"
+    "      --device NAME      on the playback device of this name (default: the system's)\n"
+    "  devices                the playback and recording devices, by the names --device takes\n"
     "  Headerless input (.raw, .pcm) takes --raw RATE,CHANNELS,CODEC[,OFFSET]; CODEC is\n"
     "  u8, s8, s16le, s16be, s24le, s24be, s32le, s32be, f32le, f32be, f64le, f64be, ulaw\n"
     "  or alaw. The same names choose a .raw output's body with --raw-codec.\n"
@@ -180,6 +188,7 @@ struct Options {
   LRawSettings raw;
   bool hasRawCodec = false;
   int rawCodec = LRawCodec::PCM16LE;
+  std::string device;
 };
 
 // Parses what follows the command; false with a message on `err` for anything wrong.
@@ -232,6 +241,9 @@ bool ParseOptions(const std::vector<std::string>& args, std::size_t from, Option
         return false;
       }
       o.hasRawCodec = true;
+    } else if (a == "--device") {
+      if (!value(v)) return false;
+      o.device = v;
     } else if (a.size() > 1 && a[0] == '-') {
       std::fprintf(err, "tandrel-cli: unknown option '%s'. Try 'tandrel-cli --help'.\n", a.c_str());
       return false;
@@ -484,6 +496,92 @@ int CmdRender(const Options& o, std::FILE* err, LProcessInterface& progress) {
   return result == LProcessStopped ? kExitStopped : kExitFailed;
 }
 
+void PrintDeviceList(const LSoundDeviceList& list, const char* what, std::FILE* out) {
+  std::fprintf(out, "%s devices:\n", list.IsOutputList() ? "Playback" : "Recording");
+  for (int i = 0; i < list.GetCount(); ++i) {
+    const LSoundDeviceEntry& e = list.GetEntry(i);
+    const int channels = list.GetChannels(i);
+    if (i == 0) {
+      if (e.iApi == LSoundServiceNone)
+        std::fprintf(out, "  %s (no device found)\n", e.szName.c_str());
+      else
+        std::fprintf(out, "  %s (now %s)\n", e.szName.c_str(),
+                     (e.szServiceName + " (" + LSoundServiceApiName(e.iApi) + ")").c_str());
+      continue;
+    }
+    std::fprintf(out, "  %s: %d %s%s", e.szName.c_str(), channels, what, channels == 1 ? "" : "s");
+    if (e.bFixedRate && e.iPreferredRate > 0) std::fprintf(out, ", %d Hz", e.iPreferredRate);
+    std::fputc('\n', out);
+  }
+}
+
+int CmdDevices(std::FILE* out) {
+  PrintDeviceList(*LSoundPlayDeviceList::Get(), "output", out);
+  PrintDeviceList(*LSoundRecordDeviceList::Get(), "input", out);
+  return kExitOk;
+}
+
+// Hears of the end of play on the main thread, which the command pumps.
+class CliPlayNotify : public LSoundPlayerNotify {
+ public:
+  void spntfStop(long) override { bStopped = true; }
+  void spntfTime(LSoundTime time, long) override { stTime = time; }
+  bool bStopped = false;
+  LSoundTime stTime = 0;
+};
+
+int CmdPlay(const Options& o, std::FILE* out, std::FILE* err, LProcessInterface& progress) {
+  if (o.positional.size() != 1) {
+    std::fprintf(err, "tandrel-cli: play takes one file\n");
+    return kExitUsage;
+  }
+  const std::string& path = o.positional[0];
+  LSoundSource source;
+  if (!OpenNamedInput(path, o, err, source)) return kExitFailed;
+  std::shared_ptr<const LSoundPlayDeviceList> list = LSoundPlayDeviceList::Get();
+  LSoundPlayDevice device;
+  if (!o.device.empty()) {
+    device.no = list->FindByName(o.device);
+    if (device.no < 0) {
+      std::fprintf(err, "tandrel-cli: there is no playback device \"%s\"; 'tandrel-cli devices' lists them\n",
+                   o.device.c_str());
+      return kExitFailed;
+    }
+  }
+
+  // The player tells of time and of the end through the main thread's queue, which
+  // this command runs while it waits.
+  LPumpedMainThreadQueue queue;
+  LMainThreadQueueRegistration registration(queue);
+  if (auto* console = dynamic_cast<TDConsoleProgress*>(&progress)) console->SetQueue(&queue);
+  CliPlayNotify notify;
+  LSoundPlayerTemplate<LSoundPlayerLLCA> player;
+  player.SetNotify(&notify, 0);
+  player.GetDeviceLayer().SetDevice(device);
+  const LSoundTime length = LFramesToSoundTime(source->GetEndSample(), source->GetSampleRate());
+  if (!player.Start(source)) {
+    std::fprintf(err, "tandrel-cli: Cannot open sound device for playing.\n");
+    if (auto* console = dynamic_cast<TDConsoleProgress*>(&progress)) console->SetQueue(nullptr);
+    return kExitFailed;
+  }
+  std::fprintf(out, "Playing %s on %s\n", path.c_str(), list->GetName(device.no).c_str());
+  std::fflush(out);
+  progress.SetStatus(("Playing " + path).c_str(), 0);
+  int code = kExitOk;
+  while (!notify.bStopped) {
+    if (progress.ProcessWait(50) == LProcessWaitStopped || progress.IsToStop()) {
+      player.Stop();
+      std::fprintf(err, "tandrel-cli: stopped at %s\n", _GetTextHMMSSF(notify.stTime).c_str());
+      code = kExitStopped;
+      break;
+    }
+    queue.RunPending();
+    if (length > 0) progress.SetProgress(static_cast<double>(notify.stTime) / length);
+  }
+  if (auto* console = dynamic_cast<TDConsoleProgress*>(&progress)) console->SetQueue(nullptr);
+  return code;
+}
+
 }  // namespace
 
 bool TDCliIsReadableExtension(const std::string& e) {
@@ -511,7 +609,12 @@ int TDCliMain(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
   if (command == "info" && args.size() == 2 && ExtensionOf(args[1]) == ".tdpj") {
     return TDCliProjectInfo(args[1], out, err);
   }
+  if (command == "devices") return CmdDevices(out);
   Options o;
+  if (command == "play") {
+    if (!ParseOptions(args, 1, o, err)) return kExitUsage;
+    return CmdPlay(o, out, err, progress);
+  }
   if (command == "info" || command == "convert") {
     if (!ParseOptions(args, 1, o, err)) return kExitUsage;
     return command == "info" ? CmdInfo(o, out, err) : CmdConvert(o, err, progress);

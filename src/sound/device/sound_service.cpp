@@ -1,0 +1,266 @@
+// The sound service on Linux: RtAudio with its JACK, PulseAudio and ALSA back ends.
+// RtAudio reports failures by exceptions; every call into it is caught here, so
+// that the rest of the program sees only a bool.
+#include "sound/device/sound_service.h"
+
+#include <RtAudio.h>
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+
+namespace {
+
+RtAudio::Api ToRtApi(int api) {
+  switch (api) {
+    case LSoundServiceJack: return RtAudio::UNIX_JACK;
+    case LSoundServicePulse: return RtAudio::LINUX_PULSE;
+    case LSoundServiceAlsa: return RtAudio::LINUX_ALSA;
+    default: return RtAudio::UNSPECIFIED;
+  }
+}
+
+bool IsCompiled(RtAudio::Api api) {
+  std::vector<RtAudio::Api> apis;
+  RtAudio::getCompiledApi(apis);
+  return std::find(apis.begin(), apis.end(), api) != apis.end();
+}
+
+// Warnings of a running stream (an xrun, a server gone) come here rather than to
+// standard error; a stream that stops calling back is how the player learns of them.
+void IgnoreStreamError(RtAudioError::Type, std::string const&) {}
+
+// An RtAudio object of one back end, or null when that back end is not built in or
+// cannot even start.
+std::unique_ptr<RtAudio> MakeAudio(int api) {
+  RtAudio::Api const rt = ToRtApi(api);
+  if (rt == RtAudio::UNSPECIFIED || !IsCompiled(rt)) return nullptr;
+  try {
+    auto audio = std::make_unique<RtAudio>(rt);
+    audio->showWarnings(false);
+    return audio;
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+LSoundDeviceEntry EntryOf(int api, unsigned id, RtAudio::DeviceInfo const& info) {
+  LSoundDeviceEntry e;
+  e.szServiceName = info.name;
+  e.szName = info.name + " (" + LSoundServiceApiName(api) + ")";
+  e.iApi = api;
+  e.uId = id;
+  e.nOutputChannels = static_cast<int>(info.outputChannels);
+  e.nInputChannels = static_cast<int>(info.inputChannels);
+  e.iPreferredRate = static_cast<int>(info.preferredSampleRate);
+  for (unsigned r : info.sampleRates) e.rates.push_back(static_cast<int>(r));
+  // A JACK server runs at its own rate and takes no other.
+  e.bFixedRate = api == LSoundServiceJack;
+  if (e.bFixedRate && e.iPreferredRate == 0 && !e.rates.empty()) e.iPreferredRate = e.rates.front();
+  return e;
+}
+
+// The device's number now: a JACK graph's clients come and go, so the number read
+// for the list may name another device by the time it is opened.
+bool FindDeviceNow(RtAudio& audio, LSoundDeviceEntry const& device, unsigned& id) {
+  unsigned const count = audio.getDeviceCount();
+  if (device.uId < count) {
+    RtAudio::DeviceInfo const info = audio.getDeviceInfo(device.uId);
+    if (info.probed && info.name == device.szServiceName) {
+      id = device.uId;
+      return true;
+    }
+  }
+  for (unsigned i = 0; i < count; ++i) {
+    RtAudio::DeviceInfo const info = audio.getDeviceInfo(i);
+    if (info.probed && info.name == device.szServiceName) {
+      id = i;
+      return true;
+    }
+  }
+  return false;
+}
+
+class LRtAudioStream : public LSoundStream {
+ public:
+  explicit LRtAudioStream(LSoundRenderCallback& r) : pRender(&r) {}
+  explicit LRtAudioStream(LSoundCaptureCallback& c) : pCapture(&c) {}
+  ~LRtAudioStream() override { Close(); }
+
+  bool Open(LSoundDeviceEntry const& device, LSoundStreamRequest const& request) override {
+    Close();
+    pAudio = MakeAudio(device.iApi);
+    if (!pAudio) return false;
+    try {
+      unsigned id = 0;
+      if (!FindDeviceNow(*pAudio, device, id)) {
+        pAudio.reset();
+        return false;
+      }
+      RtAudio::StreamParameters params;
+      params.deviceId = id;
+      params.nChannels = static_cast<unsigned>(request.nChannels);
+      params.firstChannel = static_cast<unsigned>(request.iFirstChannel);
+      RtAudio::StreamOptions options;
+      options.streamName = request.szClientName;
+      // The callback thread of ALSA and PulseAudio asks for real time; where the
+      // user may not have it, RtAudio runs it at normal priority.
+      options.flags = RTAUDIO_SCHEDULE_REALTIME;
+      if (!request.bConnect) options.flags |= RTAUDIO_JACK_DONT_CONNECT;
+      options.priority = 80;
+      unsigned frames = static_cast<unsigned>(std::max(request.iBufferFrames, 16));
+      bool const output = pRender != nullptr;
+      pAudio->openStream(output ? &params : nullptr, output ? nullptr : &params, RTAUDIO_FLOAT32,
+                         static_cast<unsigned>(request.iRate), &frames, &LRtAudioStream::Callback, this, &options,
+                         &IgnoreStreamError);
+      if (!pAudio->isStreamOpen()) {
+        pAudio.reset();
+        return false;
+      }
+      iBufferFrames = static_cast<int>(frames);
+      iRate = static_cast<int>(pAudio->getStreamSampleRate());
+      if (iRate <= 0) iRate = request.iRate;
+      return true;
+    } catch (...) {
+      pAudio.reset();
+      return false;
+    }
+  }
+
+  void Close() override {
+    if (!pAudio) return;
+    try {
+      if (pAudio->isStreamRunning()) pAudio->abortStream();
+      if (pAudio->isStreamOpen()) pAudio->closeStream();
+    } catch (...) {
+    }
+    pAudio.reset();
+  }
+
+  bool Start() override {
+    if (!pAudio) return false;
+    try {
+      if (!pAudio->isStreamRunning()) pAudio->startStream();
+      return pAudio->isStreamRunning();
+    } catch (...) {
+      return false;
+    }
+  }
+
+  void Stop() override {
+    if (!pAudio) return;
+    try {
+      // Dropped at once, not drained: a stop means silence now.
+      if (pAudio->isStreamRunning()) pAudio->abortStream();
+    } catch (...) {
+    }
+  }
+
+  bool IsOpen() const override { return pAudio && pAudio->isStreamOpen(); }
+  bool IsRunning() const override { return pAudio && pAudio->isStreamRunning(); }
+  int GetBufferFrames() const override { return iBufferFrames; }
+  int GetSampleRate() const override { return iRate; }
+
+ private:
+  static int Callback(void* out, void* in, unsigned int frames, double, RtAudioStreamStatus, void* user) {
+    auto* self = static_cast<LRtAudioStream*>(user);
+    if (self->pRender) {
+      if (out) self->pRender->Render(static_cast<float*>(out), static_cast<int>(frames));
+    } else if (self->pCapture && in) {
+      self->pCapture->Capture(static_cast<float const*>(in), static_cast<int>(frames));
+    }
+    return 0;
+  }
+
+  LSoundRenderCallback* pRender = nullptr;
+  LSoundCaptureCallback* pCapture = nullptr;
+  std::unique_ptr<RtAudio> pAudio;
+  int iBufferFrames = 0;
+  int iRate = 0;
+};
+
+std::unique_ptr<LSoundStream> SystemOutput(LSoundRenderCallback& render) {
+  return std::make_unique<LRtAudioStream>(render);
+}
+
+std::unique_ptr<LSoundStream> SystemInput(LSoundCaptureCallback& capture) {
+  return std::make_unique<LRtAudioStream>(capture);
+}
+
+std::atomic<LSoundOutputStreamFactory> gOutputFactory{&SystemOutput};
+std::atomic<LSoundInputStreamFactory> gInputFactory{&SystemInput};
+
+}  // namespace
+
+std::unique_ptr<LSoundStream> LSoundOpenOutputStream(LSoundRenderCallback& render) {
+  return gOutputFactory.load()(render);
+}
+
+std::unique_ptr<LSoundStream> LSoundOpenInputStream(LSoundCaptureCallback& capture) {
+  return gInputFactory.load()(capture);
+}
+
+void LSoundSetStreamFactories(LSoundOutputStreamFactory output, LSoundInputStreamFactory input) {
+  gOutputFactory.store(output ? output : &SystemOutput);
+  gInputFactory.store(input ? input : &SystemInput);
+}
+
+LSoundServiceDevices LSoundEnumerateDevices() {
+  LSoundServiceDevices found;
+  bool haveOutputDefault = false;
+  bool haveInputDefault = false;
+  for (int api : {LSoundServiceJack, LSoundServicePulse, LSoundServiceAlsa}) {
+    std::unique_ptr<RtAudio> audio = MakeAudio(api);
+    if (!audio) continue;
+    try {
+      unsigned const count = audio->getDeviceCount();
+      if (count == 0) continue;
+      unsigned const defOut = audio->getDefaultOutputDevice();
+      unsigned const defIn = audio->getDefaultInputDevice();
+      LSoundDeviceEntry firstOut, firstIn;
+      bool anyOut = false, anyIn = false;
+      bool defOutFound = false, defInFound = false;
+      for (unsigned i = 0; i < count; ++i) {
+        RtAudio::DeviceInfo info;
+        try {
+          info = audio->getDeviceInfo(i);
+        } catch (...) {
+          continue;
+        }
+        if (!info.probed) continue;
+        LSoundDeviceEntry const e = EntryOf(api, i, info);
+        if (e.nOutputChannels > 0) {
+          found.outputs.push_back(e);
+          if (!anyOut) firstOut = e;
+          anyOut = true;
+          if (i == defOut && !haveOutputDefault) {
+            found.defaultOutput = e;
+            defOutFound = true;
+          }
+        }
+        if (e.nInputChannels > 0) {
+          found.inputs.push_back(e);
+          if (!anyIn) firstIn = e;
+          anyIn = true;
+          if (i == defIn && !haveInputDefault) {
+            found.defaultInput = e;
+            defInFound = true;
+          }
+        }
+      }
+      // The first back end that has a device of a direction gives that direction's
+      // default: a JACK server, when one runs, is where sound goes.
+      if (!haveOutputDefault && anyOut) {
+        if (!defOutFound) found.defaultOutput = firstOut;
+        haveOutputDefault = true;
+      }
+      if (!haveInputDefault && anyIn) {
+        if (!defInFound) found.defaultInput = firstIn;
+        haveInputDefault = true;
+      }
+    } catch (...) {
+      continue;
+    }
+  }
+  return found;
+}

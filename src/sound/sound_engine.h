@@ -1,0 +1,160 @@
+#pragma once
+#include "foundation/sound_time.h"
+#include "sound/device/sound_player_llca.h"
+#include "sound/scrub_source.h"
+#include "sound/sound_player.h"
+#include "sound/tracks_db.h"
+
+using LSoundPlayer = LSoundPlayerTemplate<LSoundPlayerLLCA>;
+
+// What the engine plays: the project's mix, opened at a time. The engine knows no
+// project; whoever owns one gives it this.
+class TDSoundSourceOpener {
+ public:
+  virtual ~TDSoundSourceOpener() = default;
+  // The mix to play from `time`, not seeked yet (the engine seeks it). With
+  // `scrubbing` a source without loops or an end at the selection. A source in error
+  // when there is nothing to play.
+  virtual LSoundSource OpenProjectSource(LSoundTime time, bool scrubbing) = 0;
+};
+
+// Scrubbing on the one player: the scrub window over the mix, at low latency.
+class LScrub {
+ public:
+  explicit LScrub(LSoundPlayer& player) : sp(player) {}
+
+  // Starts the player on a window around `point` (frames of `source`).
+  bool Start(LSoundSource const& source, int point);
+  // Moves the window; the player's ring is cut so the new spot is heard at once.
+  void SetPoint(int point);
+  // The mix was rebuilt: the window goes on over the new one.
+  void SetSoundSource(LSoundSource const& source);
+  void Clear();
+  bool IsScrubbing() const { return bScrubbing; }
+  LScrubSourceBase* GetScrubSource() const { return pScrubSourceBase; }
+
+ private:
+  LSoundPlayer& sp;
+  LSoundSource lss;
+  bool bScrubbing = false;
+  LScrubSourceBase* pScrubSourceBase = nullptr;
+};
+
+// The sound side of the transport: the one player, what it plays and where, the
+// levels of the tracks on their way to the meters.
+class TDSoundEngine : public LSoundPlayerNotify {
+ public:
+  explicit TDSoundEngine(TDSoundSourceOpener& opener);
+  ~TDSoundEngine() override;
+  TDSoundEngine(TDSoundEngine const&) = delete;
+  TDSoundEngine& operator=(TDSoundEngine const&) = delete;
+
+  void SetPlayerNotify(LSoundPlayerNotify* notify) { pPlayerNotify = notify; }
+
+  // Plays the mix from `time`. False when there is nothing to play or the device
+  // cannot be opened ("Cannot open sound device for playing.").
+  bool Play(LSoundTime time, unsigned short mode = 0);
+  void Stop();
+  // The mix changed while playing: the new one takes over where the listener is,
+  // under a cross-fade. Nothing when not playing.
+  bool Restart();
+  // The same with a jump to `time`.
+  bool Restart(LSoundTime time);
+
+  bool Scrub(LSoundTime time);
+  void StopScrub();
+  void SetScrubPoint(LSoundTime time);
+
+  void SetPlayVolume(LdB<signed char> volume) { sp.GetDeviceLayer().SetPlayVolumeStandard(volume); }
+  // The device chosen anew (the setting changed). While playing the play goes on
+  // there from where it was.
+  void SetSoundPlayDevice(LSoundPlayDevice const& device);
+  LSoundPlayDevice GetSoundPlayDevice() const { return sp.GetDeviceLayer().GetDevice(); }
+
+  bool IsPlaying() const { return sp.IsPlaying() && !spScrub.IsScrubbing(); }
+  bool IsScrubbing() const { return spScrub.IsScrubbing(); }
+  // What the listener hears now; the last reported time when stopped.
+  LSoundTime GetCurrentPlayingTime();
+  LSoundTime GetPlayStart() const { return stPlayStart; }
+  LSoundTime GetLastTime() const { return stLastSoundPlayerTime; }
+
+  // From the mix after each read, on the pump's thread.
+  void AddTracksDB(TDTracksDB const& levels) { TracksDBHistory.Add(levels); }
+  // On the main thread: the track levels due now, or null.
+  TDTracksDB const* TakeTracksDB() { return TracksDBHistory.Take(GetCurrentPlayingTime()); }
+  void ClearTracksDBHistory() { TracksDBHistory.Clear(); }
+
+  LSoundPlayer& GetPlayer() { return sp; }
+
+  void spntfPlay(long) override;
+  void spntfStop(long) override;
+  void spntfTime(LSoundTime time, long) override;
+  void spntfLevel(LDBMultiChannel<LdB<signed char>> const& levels, long) override;
+
+ private:
+  LSoundSource OpenAt(LSoundTime time, bool scrubbing);
+
+  TDSoundSourceOpener& rOpener;
+  LSoundPlayer sp;
+  LSoundPlayerNotify* pPlayerNotify = nullptr;
+  TDTracksDBHistory TracksDBHistory;
+  LScrub spScrub{sp};
+  LSoundTime stScrubPosition = 0;
+  LSoundTime stPlayStart = 0;
+  LSoundTime stLastSoundPlayerTime = 0;
+};
+
+// The transport as the controller uses it. Only the sound player stands behind it
+// so far; the recorders and the MIDI side report as idle, and the clock rule
+// (ApplyTime) already takes them into account.
+class TDEngine : public LSoundPlayerNotify {
+ public:
+  enum NotifierType : int { SoundPlayer = 0, SoundRecorder = 1, MidiPlayer = 2, MidiRecorder = 3 };
+  // A play that ended by itself sooner than this after it began sends the cursor
+  // back to the start: a source with nothing to play must not strand it.
+  static constexpr LSoundTime ShortPlayMs = 500;
+
+  explicit TDEngine(TDSoundSourceOpener& opener);
+
+  // Time and level notifications, after the clock rule, and the stop.
+  void SetPlayerNotify(LSoundPlayerNotify* notify) { pSoundPlayerNotify = notify; }
+
+  bool Play(LSoundTime time);
+  void Stop();
+  bool Restart();
+  bool Restart(LSoundTime time);
+  bool Scrub(LSoundTime time) { return mpSoundEngine.Scrub(time); }
+  void StopScrub() { mpSoundEngine.StopScrub(); }
+  void SetScrubPoint(LSoundTime time) { mpSoundEngine.SetScrubPoint(time); }
+  void SetPlayerVolume(LdB<signed char> volume) { mpSoundEngine.SetPlayVolume(volume); }
+  void UpdateSoundPlayDevice(LSoundPlayDevice const& device) { mpSoundEngine.SetSoundPlayDevice(device); }
+  LSoundPlayDevice GetSoundPlayDevice() const { return mpSoundEngine.GetSoundPlayDevice(); }
+
+  bool IsPlaying() const { return IsSoundPlaying(); }
+  bool IsSoundPlaying() const { return mpSoundEngine.IsPlaying(); }
+  bool IsMidiPlaying() const { return false; }
+  bool IsRecording() const { return false; }
+  bool IsScrubbing() const { return mpSoundEngine.IsScrubbing(); }
+  bool IsStopped() const { return !IsPlaying() && !IsScrubbing() && !IsRecording(); }
+  bool IsNotifierActive(NotifierType type) const;
+  // Decides which clock the UI follows and passes the time on when it is that one.
+  void ApplyTime(NotifierType type, int ms);
+
+  // Where the cursor belongs after the last stop: back at 0 after a play that ended by
+  // itself within ShortPlayMs, else where the play stopped.
+  LSoundTime GetStopPosition() const { return stStopPosition; }
+  LSoundTime GetRestartTime() const { return stRestartTime; }
+  TDSoundEngine& GetSoundEngine() { return mpSoundEngine; }
+
+  void spntfPlay(long) override;
+  void spntfStop(long) override;
+  void spntfTime(LSoundTime time, long) override;
+  void spntfLevel(LDBMultiChannel<LdB<signed char>> const& levels, long) override;
+
+ private:
+  TDSoundEngine mpSoundEngine;
+  LSoundPlayerNotify* pSoundPlayerNotify = nullptr;
+  LSoundTime stRestartTime = 0;
+  LSoundTime stStopPosition = 0;
+  bool bStopping = false;  // the stop is ours, not the end of the source
+};
