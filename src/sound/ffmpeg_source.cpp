@@ -64,23 +64,29 @@ LFFMPEGSourceManagerBase::LFFMPEGSourceManagerBase(std::string const& path) {
   }
 
   // Probing apart from opening tells "FFmpeg knows no such format" from "the format
-  // is known and the file is damaged".
+  // is known and the file is damaged". The content is asked first; a format guessed
+  // from the extension alone that then fails to open is not known either.
   AVIOContext* io = nullptr;
   if (avio_open(&io, path.c_str(), AVIO_FLAG_READ) < 0) {
     uErrorState = LSoundErrorCannotOpen;
     return;
   }
   AVInputFormat const* format = nullptr;
-  int const probed = av_probe_input_buffer2(io, &format, path.c_str(), nullptr, 0, 0);
+  bool byContent = av_probe_input_buffer2(io, &format, "", nullptr, 0, 0) >= 0 && format != nullptr;
+  if (!byContent) {
+    format = nullptr;
+    avio_seek(io, 0, SEEK_SET);
+    if (av_probe_input_buffer2(io, &format, path.c_str(), nullptr, 0, 0) < 0) format = nullptr;
+  }
   avio_closep(&io);
-  if (probed < 0 || format == nullptr) {
+  if (format == nullptr) {
     uErrorState = LSoundErrorFailed;
     return;
   }
 
   if (avformat_open_input(&pFormat, path.c_str(), format, nullptr) < 0) {
     pFormat = nullptr;
-    uErrorState = LSoundErrorParameters;
+    uErrorState = byContent ? LSoundErrorParameters : LSoundErrorFailed;
     return;
   }
   if (avformat_find_stream_info(pFormat, nullptr) < 0) {
