@@ -96,7 +96,7 @@ TEST_F(GenOpenTest, EveryFormatGoesOutAndComesBack) {
       {".spx", 32000, 2, 1024, 0, 3.0, false},  {".aiff", 44100, 2, 0, 0, 0.01, true},
       {".aif", 44100, 2, 0, 0, 0.01, true},     {".au", 44100, 2, 0, 0, 0.01, true},
       {".gsm", 8000, 1, 0, 0, 3.0, false},      {".raw", 44100, 2, 0, 0, 0.01, true},
-      {".caf", 44100, 2, 0, 0, 0.01, true},
+      {".caf", 44100, 2, 0, 0, 0.01, true},     {".vox", 8000, 1, 0, 0, 1.0, false},
   };
   std::vector<float> const original = LTestReadToEnd(ToneSource());
   for (RoundTrip const& c : cases) {
