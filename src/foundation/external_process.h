@@ -71,7 +71,7 @@ class LChildProcess {
   int fdErr = -1;
 };
 
-// The pipes of the design's encoders, by direction seen from this program.
+// Pipes to encoders and decoders, by direction seen from this program.
 // LPipeOut: we write the child's standard input. LPipeIn: we read its standard
 // output. LPipeInOut: both, with the kernel buffers sized as asked.
 class LPipeOut : public LChildProcess {

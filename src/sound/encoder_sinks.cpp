@@ -83,8 +83,8 @@ bool LProbeTargetFolder(std::string const& targetPath) {
 }
 
 // ---------------------------------------------------------------------------
-// MP3 through lame. The design's "-x" (swap bytes) suits a big-endian host; here
-// the samples are little-endian, which lame is told in so many words.
+// MP3 through lame. Its "-x" would swap the bytes of the input, which only a
+// big-endian writer wants; our samples are little-endian, and lame is told so.
 
 namespace {
 
