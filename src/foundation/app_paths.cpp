@@ -33,6 +33,17 @@ std::string HomeFolder() {
 std::string UserConfigFolder() { return XdgFolder("XDG_CONFIG_HOME", ".config"); }
 std::string UserDataFolder() { return XdgFolder("XDG_DATA_HOME", ".local/share"); }
 
+std::string SharedDataFolder() {
+  char exe[4096];
+  ssize_t const n = readlink("/proc/self/exe", exe, sizeof(exe) - 1);
+  if (n <= 0) return {};
+  std::string path(exe, static_cast<std::size_t>(n));
+  std::size_t const slash = path.find_last_of('/');
+  if (slash == std::string::npos) return {};
+  path.erase(slash);  // the program's folder
+  return path + "/../share/tandrel";
+}
+
 std::string RuntimeFolder() {
   std::string dir = Env("XDG_RUNTIME_DIR");
   return (dir.empty() || dir[0] != '/') ? std::string("/tmp") : dir;

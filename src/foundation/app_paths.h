@@ -13,6 +13,11 @@ std::string HomeFolder();
 std::string UserConfigFolder();
 // $XDG_DATA_HOME/tandrel (default ~/.local/share/tandrel): recordings, kits, libraries.
 std::string UserDataFolder();
+// The read-only data the program ships (metronome sounds, demo clips, kits):
+// share/tandrel beside the folder of the running program, which is the install
+// prefix's for an installed program (prefix/bin and prefix/share) and the build
+// tree's for one run where it was built. Empty when it cannot be told.
+std::string SharedDataFolder();
 // $XDG_RUNTIME_DIR, or /tmp when unset: the single-instance socket.
 std::string RuntimeFolder();
 // $TMPDIR, or /tmp: the default project lives here until it is saved.

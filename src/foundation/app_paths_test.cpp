@@ -61,4 +61,11 @@ TEST(AppPaths, MakeFoldersCreatesEveryLevelAndRefusesAFile) {
   EXPECT_FALSE(LAppPaths::MakeFolders((base / "file/below").string()));
 }
 
+TEST(AppPaths, SharedDataIsFoundBesideTheRunningProgram) {
+  // Test programs live in <build>/src; the build tree's share/tandrel is beside it,
+  // as an installed program's prefix/share/tandrel is beside prefix/bin.
+  std::filesystem::path const shared = std::filesystem::path(LAppPaths::SharedDataFolder()).lexically_normal();
+  EXPECT_EQ(shared, (std::filesystem::path(TANDREL_BINARY_DIR) / "share" / "tandrel").lexically_normal());
+}
+
 }  // namespace

@@ -56,6 +56,20 @@ void TDClip::TrimOutSide(LSoundTime start, LSoundTime end) {
   }
 }
 
+FadeType TDClip::GetFadeTypeShown() const {
+  return pTrack != nullptr && pTrack->iFadeTypeShown == FadeTypePan ? FadeTypePan : FadeTypeVolume;
+}
+
+void TDClip::FitFadePointsToEnd() {
+  LSoundTime const length = GetEnd();
+  for (FadeType type : {FadeTypeVolume, FadeTypePan}) {
+    TDClipFadePoints& list = GetFadeListByType(type);
+    SortFadePoints(type);
+    if (list.size() >= 2) list.back().iPosition = length;
+  }
+  ValidateFadePoints();
+}
+
 void TDClip::BindTrack(TDTrack* track, int index) {
   iTrackIndex = index;
   pTrack = track;

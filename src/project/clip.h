@@ -6,6 +6,7 @@
 #include "foundation/process_interface.h"
 #include "foundation/sdf.h"
 #include "foundation/sound_time.h"
+#include "project/fade_points.h"
 #include "project/identity.h"
 #include "sound/sound_source.h"
 
@@ -30,7 +31,11 @@ inline LSoundTime TDFramesToTime(std::int64_t frames, int rate) {
 // Times given to the editing operations are on the project timeline (ms) unless
 // said otherwise; GetEnd is the clip's length, not an end time: the clip covers
 // iPosition to iPosition + GetEnd().
-class TDClip {
+//
+// A clip carries its volume and pan lines (its fade points) with it: every edit
+// that moves or cuts the audio moves or cuts the lines the same way, so a fade
+// stays on the sound it was drawn over.
+class TDClip : public TDClipFadePointsList {
  public:
   TDClip();
   virtual ~TDClip();
@@ -68,6 +73,13 @@ class TDClip {
   void TrimOrExpandStart();
   void TrimOrExpandEnd();
 
+  // The lines stand on the clip: from its position, over its length.
+  LSoundTime GetFadePointStartTime() const override { return iPosition; }
+  LSoundTime GetFadePointsLength() const override { return GetEnd(); }
+  // The line of `type` that the clip's track shows and edits (a clip on no track
+  // shows its volume line).
+  FadeType GetFadeTypeShown() const;
+
   // The clip's end on the timeline.
   LSoundTime GetEndTime() const { return iPosition + GetEnd(); }
   bool IsTake() const { return uTakeGroupId != 0; }
@@ -101,6 +113,13 @@ class TDClip {
  protected:
   TDClip(TDClip const&) = default;
   TDClip& operator=(TDClip const&) = default;
+
+  // After an edit that left the last point of each line where the clip's new end
+  // was meant to be: the length measured from the audio may differ from that by a
+  // millisecond of rounding, and a line that stops short leaves the last frames
+  // unshaped (a fade out would end in a click). The last points go to the length,
+  // then the lines are validated.
+  void FitFadePointsToEnd();
 };
 
 // Strategy objects run over the clip list by the bulk operations.

@@ -6,6 +6,7 @@
 
 #include "project/cut_list_load_save.h"
 #include "project/track.h"
+#include "sound/envelope_sources.h"
 #include "sound/source_format.h"
 
 // ---- stretching ----
@@ -54,14 +55,27 @@ LSoundSource TDMakeStretchSource(LSoundSource const& source, double ratio, bool 
 namespace {
 
 // The chain a clip plays through: its audio, brought to stereo, shaped by its
-// lines, and converted to what the mix asks. The track's switches for the lines
-// count as they stand when the source is made.
+// lines, and converted to what the mix asks. Whether each line applies is decided
+// by whoever opens it (for playing, the track's switches as they stand then).
+// Everything is built here; Read only passes the call down the chain.
 class TDClipSource : public LSoundSourceBase {
  public:
-  TDClipSource(TDClipAudio const& clip, int rate, int channels)
+  TDClipSource(TDClipAudio const& clip, int rate, int channels, bool volume, bool pan)
       : LSoundSourceBase(rate, channels, LSoundPeakUnknown) {
     LSoundSource chain = clip.GetCutListAudio().OpenSource();
     if (chain->GetChannels() != 2) LSPConvertSourceRateChannels(chain->GetSampleRate(), 2, chain);
+    // The points are ms from the clip's start, and the chain's frame 0 is the
+    // clip's first frame, so they go in as they are.
+    if (volume) {
+      std::vector<LEnvelopePointVol> points;
+      for (TDClipFadePoint const& p : clip.GetFadeListByType(FadeTypeVolume)) points.emplace_back(p.dValue, p.iPosition);
+      if (!points.empty()) chain = LSoundSource::Make<LSRCGainEnvelope>(chain, points);
+    }
+    if (pan && chain->GetChannels() >= 2) {
+      std::vector<LEnvelopePointPan> points;
+      for (TDClipFadePoint const& p : clip.GetFadeListByType(FadeTypePan)) points.emplace_back(p.dValue, p.iPosition);
+      if (!points.empty()) chain = LSoundSource::Make<LSRCPanEnvelope>(chain, points);
+    }
     LSPConvertSourceRateChannels(rate, channels, chain);
     chain->Seek(0);
     lssChain = chain;
@@ -88,6 +102,17 @@ LProcessResult FillList(LProcessInterface& pi, char const* title, LSoundSource c
 }
 
 std::int64_t Modulo(std::int64_t a, std::int64_t m) { return ((a % m) + m) % m; }
+
+// A clip's line of `type`, or a flat one over its length when it has none.
+TDClipFadePoints LinesOrFlat(TDClipAudio const& clip, FadeType type) {
+  TDClipFadePoints const& list = clip.GetFadeListByType(type);
+  if (list.size() >= 2) {
+    TDClipFadePoints sorted = list;
+    LSortEnvelopePoints(sorted);
+    return sorted;
+  }
+  return {TDClipFadePoint{0.0, 0, type}, TDClipFadePoint{0.0, clip.GetEnd(), type}};
+}
 
 }  // namespace
 
@@ -130,6 +155,14 @@ void TDClipAudio::TrimOrExpand() {
   std::int64_t const length = clBase.GetEndSample();
   if (length <= 0) return;
   int const rate = clBase.GetSampleRate();
+  // The lines follow the edge that moves, measured against the clip as it stands:
+  // the position moves only after this returns.
+  LSoundTime const start = iPosition;
+  LSoundTime const end = GetEndTime();
+  if (iPendingTrimEnd < 0) TrimFadePoints(start, end + iPendingTrimEnd);
+  if (iPendingTrimEnd > 0) ExpandFadepoints(start, end + iPendingTrimEnd);
+  if (iPendingTrimStart > 0) TrimFadePoints(start + iPendingTrimStart, end);
+  if (iPendingTrimStart < 0) ExpandFadepoints(start + iPendingTrimStart, end);
   // The totals already hold the change; the pending values say how large it was.
   std::int64_t const oldFrom = TDTimeToFrames(iTrimStartTotal - iPendingTrimStart, rate);
   std::int64_t const newFrom = TDTimeToFrames(iTrimStartTotal, rate);
@@ -147,6 +180,7 @@ void TDClipAudio::TrimOrExpand() {
   } else if (newFrom < oldFrom) {
     clCurrent.EfInsert(0, Window(newFrom, oldFrom));
   }
+  FitFadePointsToEnd();
   bWaveformStale = true;
 }
 
@@ -184,10 +218,16 @@ std::unique_ptr<TDClipAudio> TDClipAudio::Split(LSoundTime time) {
   int const frames = TDTimeToFrames(time - iPosition, GetSampleRate());
   if (frames <= 0 || frames >= clCurrent.GetEndSample()) return nullptr;
   std::unique_ptr<TDClipAudio> right(new TDClipAudio(*this));
+  // Each part keeps the lines over its own sound, cut at the split with the
+  // level they had there; both are cut while still standing where this clip does.
+  right->TrimFadePoints(time, GetEndTime());
+  TrimFadePoints(iPosition, time);
   clCurrent.EfTrimEnd(frames);
   right->clCurrent.EfTrimStart(frames);
   SetAsTrimOrExpandBase();
   right->SetAsTrimOrExpandBase();
+  FitFadePointsToEnd();
+  right->FitFadePointsToEnd();
   bWaveformStale = right->bWaveformStale = true;
   return right;
 }
@@ -204,8 +244,10 @@ void TDClipAudio::CutFromMiddle(LSoundTime start, LSoundTime end) {
     TrimOrExpandEnd();
   } else {
     int const rate = GetSampleRate();
+    CutFadePointsFromMiddle(start - iPosition, end - iPosition);
     clCurrent.EfDelete(TDTimeToFrames(start - iPosition, rate), TDTimeToFrames(end - iPosition, rate));
     SetAsTrimOrExpandBase();
+    FitFadePointsToEnd();
   }
   bWaveformStale = true;
   ReCreateWaveProfile();
@@ -228,11 +270,28 @@ bool TDClipAudio::Join(TDClip const& clip, bool before) {
   if (theirs.GetSampleRate() != clCurrent.GetSampleRate() || theirs.GetChannels() != clCurrent.GetChannels()) {
     return false;
   }
+  // The lines of the part that comes second move on by the length of the first.
+  // A clip that never had lines brings flat ones, so that each part keeps its own
+  // level up to the joint.
+  LSoundTime const firstLength = before ? other->GetEnd() : GetEnd();
+  for (FadeType type : {FadeTypeVolume, FadeTypePan}) {
+    TDClipFadePoints thisLine = LinesOrFlat(*this, type);
+    TDClipFadePoints otherLine = LinesOrFlat(*other, type);
+    TDClipFadePoints& second = before ? thisLine : otherLine;
+    for (TDClipFadePoint& p : second) p.iPosition += firstLength;
+    TDClipFadePoints& list = GetFadeListByType(type);
+    list = before ? std::move(otherLine) : std::move(thisLine);
+    list.insert(list.end(), second.begin(), second.end());
+    // Where the two ends meet, equal levels make one point and a step keeps
+    // both, a millisecond apart.
+    AdjustRedundantFadePoints(type);
+  }
   LCutListAudio joined = clCurrent;
   joined.EfInsert(before ? 0 : joined.GetEndSample(), theirs);
   clCurrent = joined;
   clOriginal = joined;
   SetAsTrimOrExpandBase();
+  FitFadePointsToEnd();
   bWaveformStale = true;
   ReCreateWaveProfile();
   return true;
@@ -243,6 +302,7 @@ LProcessResult TDClipAudio::RestoreToOriginal(LProcessInterface&) {
   clBase = clOriginal;
   iPendingTrimStart = iPendingTrimEnd = 0;
   iTrimStartTotal = iTrimEndTotal = 0;
+  ValidateFadePoints();
   bWaveformStale = true;
   ReCreateWaveProfile();
   return LProcessFinished;
@@ -264,8 +324,12 @@ LProcessResult TDClipAudio::Stretch(LProcessInterface& pi, LSoundTime length, bo
   result.Clear();
   LProcessResult const r = FillList(pi, "Stretching Clip...", stretched, result);
   if (r != LProcessFinished) return r;
+  // The lines stretch with the sound, in proportion to the frames.
+  double const scale = static_cast<double>(result.GetEndSample()) / static_cast<double>(clCurrent.GetEndSample());
   SetCutListAudio(result);
   SetAsTrimOrExpandBase();
+  ChangeFadepointsProportional(scale);
+  FitFadePointsToEnd();
   ReCreateWaveProfile();
   return LProcessFinished;
 }
@@ -284,18 +348,99 @@ LProcessResult TDClipAudio::ConvertRateAndChannel(LProcessInterface& pi, int rat
     clOriginal = converted;
     clBase = converted;
   }
+  LSoundTime const before = GetEnd();
   ReCreateCutListAudio();
+  // Only rounding can move the end here; the end points follow it.
+  if (GetEnd() != before) FitFadePointsToEnd();
   bWaveformStale = true;
   ReCreateWaveProfile();
   return LProcessFinished;
 }
 
 LSoundSource TDClipAudio::OpenSource(int rate, int channels) {
+  SortFadePoints();
   int const innerRate = std::min(rate, GetSampleRate());
   int const innerChannels = std::min(channels, std::max(2, GetChansRequired()));
-  LSoundSource source = LSoundSource::Make<TDClipSource>(*this, innerRate, innerChannels);
+  bool const volume = pTrack == nullptr || pTrack->bVolumeEnvelopeOn;
+  bool const pan = pTrack == nullptr || pTrack->bPanEnvelopeOn;
+  LSoundSource source = LSoundSource::Make<TDClipSource>(*this, innerRate, innerChannels, volume, pan);
   LSPConvertSourceRateChannels(rate, channels, source);
   return source;
+}
+
+LProcessResult TDClipAudio::RenderFadepoints(LProcessInterface& pi, std::vector<TDTimeSegment> const& segments) {
+  int const rate = GetSampleRate();
+  int const channels = GetChansRequired();
+  int const frames = clCurrent.GetEndSample();
+  if (frames <= 0) return LProcessFailed;
+  // Only a line the track plays is heard, and a pan cannot be kept in one channel.
+  bool const volume = pTrack == nullptr || pTrack->bVolumeEnvelopeOn;
+  bool const pan = (pTrack == nullptr || pTrack->bPanEnvelopeOn) && channels >= 2;
+  SortFadePoints();
+  LSoundSource const source = LSoundSource::Make<TDClipSource>(*this, rate, channels, volume, pan);
+  if (source->IsError()) return LProcessFailed;
+  std::string const title = "Applying fade points for " + szName;
+  LCutListAudio rendered = clCurrent;
+  rendered.Clear();
+  LProcessResult const r = FillList(pi, title.c_str(), source, rendered);
+  if (r != LProcessFinished) return r;
+
+  // The parts of the segments on the clip, in ms from its start, in order, with
+  // those that meet or overlap made one: each stretch's edges must lie on sound
+  // the line still shapes.
+  LSoundTime const length = GetEnd();
+  std::vector<TDTimeSegment> stretches;
+  for (auto [start, end] : segments) {
+    if (start > end) std::swap(start, end);
+    start = std::clamp(start - iPosition, LSoundTime(0), length);
+    end = std::clamp(end - iPosition, LSoundTime(0), length);
+    if (start < end) stretches.emplace_back(start, end);
+  }
+  std::sort(stretches.begin(), stretches.end());
+  std::vector<TDTimeSegment> merged;
+  for (TDTimeSegment const& s : stretches) {
+    if (!merged.empty() && s.first <= merged.back().second) {
+      merged.back().second = std::max(merged.back().second, s.second);
+    } else {
+      merged.push_back(s);
+    }
+  }
+  for (auto const& [start, end] : merged) {
+    int const from = TDTimeToFrames(start, rate);
+    int const to = end >= length ? frames : std::min(frames, TDTimeToFrames(end, rate));
+    LCutListAudio piece;
+    rendered.EfCopy(from, to, piece);
+    clCurrent.EfPasteOver(from, to, piece);
+    if (volume) FlattenFadePoints(start, end, FadeTypeVolume);
+    if (pan) FlattenFadePoints(start, end, FadeTypePan);
+  }
+  SetAsTrimOrExpandBase();
+  ValidateFadePoints();
+  bWaveformStale = true;
+  ReCreateWaveProfile();
+  return LProcessFinished;
+}
+
+void TDClipAudio::FlattenFadePoints(LSoundTime start, LSoundTime end, FadeType type) {
+  TDClipFadePoints& list = GetFadeListByType(type);
+  SortFadePoints(type);
+  if (list.size() < 2) return;  // a line without points shaped nothing
+  double const before = GetAmplitudeAtPos(list, start);
+  double const after = GetAmplitudeAtPos(list, end);
+  std::erase_if(list, [&](TDClipFadePoint const& p) { return p.iPosition >= start && p.iPosition <= end; });
+  // Outside, the line keeps its course right up to each edge; inside, it is
+  // unity (the centre, for pan). It turns within the millisecond inside each
+  // edge, where the sound has the line already.
+  LSoundTime const length = GetEnd();
+  LSoundTime const innerStart = start > 0 ? start + 1 : start;
+  LSoundTime const innerEnd = end < length ? end - 1 : end;
+  if (start > 0) AddFadePoint(TDClipFadePoint{before, start, type});
+  if (innerStart <= innerEnd) {
+    AddFadePoint(TDClipFadePoint{0.0, innerStart, type});
+    AddFadePoint(TDClipFadePoint{0.0, innerEnd, type});
+  }
+  if (end < length) AddFadePoint(TDClipFadePoint{after, end, type});
+  AdjustRedundantFadePoints(type);
 }
 
 LSoundSource TDClipAudio::OpenSourceNoFades(int rate, int channels) const {

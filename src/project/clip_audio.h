@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "project/clip.h"
@@ -17,6 +18,9 @@ using TDStretchSourceMaker = std::function<LSoundSource(LSoundSource const& sour
 void TDSetStretchSourceMaker(TDStretchSourceMaker maker);
 LSoundSource TDMakeStretchSource(LSoundSource const& source, double ratio, bool keepPitch);
 
+// A stretch of the timeline: start and end, ms.
+using TDTimeSegment = std::pair<LSoundTime, LSoundTime>;
+
 // An audio clip: three cut lists over the files of the data folder.
 //
 //   current   what plays, and the only one saved;
@@ -26,6 +30,9 @@ LSoundSource TDMakeStretchSource(LSoundSource const& source, double ratio, bool 
 // The clip shows a window of the endless repetition of the base, from the trim
 // start total to the base's length plus the trim end total. Expanding past the
 // base's end repeats it; trimming back gives the same list again.
+//
+// What plays is the current list shaped by the clip's lines: the volume line when
+// the track's volume envelope is on, the pan line when its pan envelope is on.
 class TDClipAudio : public TDClip {
  public:
   TDClipAudio();
@@ -73,6 +80,16 @@ class TDClipAudio : public TDClip {
   LProcessResult ConvertRateAndChannel(LProcessInterface& pi, int rate, int channels);
   // The current list's sound without fades, at the asked rate and channels.
   LSoundSource OpenSourceNoFades(int rate, int channels) const;
+  // Puts the shape of the lines into the sound over each segment (the part of it
+  // that lies on the clip): the clip is played with its lines, as its track would
+  // play it, into a new file under "Applying fade points for <name>", and those
+  // stretches of the result replace what played. A line that went into the sound
+  // becomes flat there, so that it isn't applied twice. Over the whole clip the
+  // clip sounds exactly as before; where a segment ends inside the clip, the line
+  // turns within the millisecond inside the edge and gains a point on the edge,
+  // whose level counts in whole dB like any point's. What plays becomes the trim
+  // base. On a stop or failure the clip is as it was.
+  LProcessResult RenderFadepoints(LProcessInterface& pi, std::vector<TDTimeSegment> const& segments);
   // Marks every file the three lists name as preserved (after a save).
   void PreserveCutList() const;
 
@@ -89,6 +106,9 @@ class TDClipAudio : public TDClip {
 
  private:
   void BuildWaveProfile();
+  // The line of `type` at unity from start to end (ms from the clip's start),
+  // keeping its course outside.
+  void FlattenFadePoints(LSoundTime start, LSoundTime end, FadeType type);
   // Frames [from, to) of the base repeated for ever in both directions.
   LCutListAudio Window(std::int64_t from, std::int64_t to) const;
 

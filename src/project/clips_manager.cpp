@@ -314,6 +314,41 @@ void TDClipsManager::PreserveAudioCuts() const {
   }
 }
 
+void TDClipsManager::ValidateFadePoints() {
+  for (auto& c : vClips) c->ValidateFadePoints();
+}
+
+int TDClipsManager::AddFadePoint(LSoundTime time) {
+  int added = 0;
+  for (auto& c : vClips) {
+    if (!c->bSelected || c->bLocked || time <= c->iPosition || time >= c->GetEndTime()) continue;
+    FadeType const type = c->GetFadeTypeShown();
+    std::size_t const before = c->GetFadeListByType(type).size();
+    if (c->AddFadePointAtTime(time - c->iPosition, type) != nullptr && c->GetFadeListByType(type).size() > before) {
+      ++added;
+    }
+  }
+  return added;
+}
+
+bool TDClipsManager::CrossFadeClips() {
+  std::vector<TDClip*> selected;
+  for (auto const& c : vClips) {
+    if (c->bSelected) selected.push_back(c.get());
+  }
+  if (selected.size() != 2) return false;
+  TDClip* first = selected[0];
+  TDClip* second = selected[1];
+  if (first->IsMidi() || second->IsMidi() || first->bLocked || second->bLocked) return false;
+  if (second->iPosition < first->iPosition) std::swap(first, second);
+  if (!first->Overlaps(second->iPosition, second->GetEndTime())) return false;
+  // The overlap runs from where the second begins to the earlier of the ends.
+  LSoundTime const overlapEnd = std::min(first->GetEndTime(), second->GetEndTime());
+  first->FadeOutRegion(second->iPosition - first->iPosition, first->GetEnd(), FadeTypeVolume);
+  second->FadeInRegion(0, overlapEnd - second->iPosition, FadeTypeVolume);
+  return true;
+}
+
 void TDClipsManager::OffsetClipsPosition(LSoundTime delta, int scope, int kind) {
   for (auto& c : vClips) {
     if (c->bLocked) continue;

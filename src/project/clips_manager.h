@@ -105,6 +105,17 @@ class TDClipsManager {
 
   // Marks every file the audio clips name as preserved (after a save or load).
   void PreserveAudioCuts() const;
+  // Every clip's lines made valid for its length (after a load).
+  void ValidateFadePoints();
+  // A point at timeline `time` on the line its track shows, in each selected,
+  // unlocked clip that `time` falls inside, with the level the line has there.
+  // The count of points made: a point already at that time is not counted.
+  int AddFadePoint(LSoundTime time);
+  // The two selected clips, both audio, the first in time fading out over the
+  // stretch where they overlap and the second fading in over it. False, with
+  // nothing changed, unless exactly two clips are selected, neither is MIDI nor
+  // locked, and they overlap in time.
+  bool CrossFadeClips();
   // Moves unlocked clips: scope 1 only selected, 2 only unselected, else all;
   // kind 1 skips MIDI clips, 2 skips audio clips.
   void OffsetClipsPosition(LSoundTime delta, int scope, int kind);

@@ -169,3 +169,80 @@ TEST_F(ClipsTest, DeletingTakesLeavesAPlainClipAtTheEnd) {
 }
 
 }  // namespace
+
+namespace {
+
+using Line = std::vector<std::pair<LSoundTime, double>>;
+
+Line LineOf(TDClip const& clip, FadeType type = FadeTypeVolume) {
+  Line out;
+  for (TDClipFadePoint const& p : clip.GetFadeListByType(type)) out.emplace_back(p.iPosition, p.dValue);
+  return out;
+}
+
+// A clip placed in the project comes with flat lines; a cross fade shapes the
+// overlap of two selected clips, whatever their order in time or on the tracks.
+TEST_F(ClipsTest, CrossFadeShapesTheOverlapOfExactlyTwoSelectedAudioClips) {
+  TDClip* early = Add(0, 1000);  // 1000..3000
+  TDClip* late = Add(1, 2500);   // 2500..4500
+  EXPECT_EQ(LineOf(*early), (Line{{0, 0.0}, {2000, 0.0}}));
+  EXPECT_EQ(LineOf(*early, FadeTypePan), (Line{{0, 0.0}, {2000, 0.0}}));
+
+  late->bSelected = true;
+  EXPECT_FALSE(project.CrossFadeClips());  // one clip
+  early->bSelected = true;
+  TDClip* third = Add(2, 0);
+  third->bSelected = true;
+  EXPECT_FALSE(project.CrossFadeClips());  // three
+  third->bSelected = false;
+  early->bLocked = true;
+  EXPECT_FALSE(project.CrossFadeClips());  // a locked one
+  EXPECT_EQ(LineOf(*early), (Line{{0, 0.0}, {2000, 0.0}}));
+  early->bLocked = false;
+
+  ASSERT_TRUE(project.CrossFadeClips());
+  EXPECT_EQ(LineOf(*early), (Line{{0, 0.0}, {1500, 0.0}, {2000, -1.0}}));
+  EXPECT_EQ(LineOf(*late), (Line{{0, -1.0}, {500, 0.0}, {2000, 0.0}}));
+
+  // Clips that only touch don't overlap.
+  early->bSelected = late->bSelected = false;
+  TDClip* a = Add(0, 10000);
+  TDClip* b = Add(0, 12000);
+  a->bSelected = b->bSelected = true;
+  EXPECT_FALSE(project.CrossFadeClips());
+  EXPECT_EQ(LineOf(*b), (Line{{0, 0.0}, {2000, 0.0}}));
+  // A clip inside another fades in over all of itself.
+  b->SetTrimOrExpandEnd(-1000);
+  b->TrimOrExpandEnd();
+  b->iPosition = 10500;  // 10500..11500
+  project.Clips.SortByPosition();
+  ASSERT_TRUE(project.CrossFadeClips());
+  EXPECT_EQ(LineOf(*a), (Line{{0, 0.0}, {500, 0.0}, {2000, -1.0}}));
+  EXPECT_EQ(LineOf(*b), (Line{{0, -1.0}, {1000, 0.0}}));
+}
+
+TEST_F(ClipsTest, FadePointsAreAddedOnTheShownLineOfSelectedUnlockedClips) {
+  TDClip* a = Add(0, 0);     // 0..2000
+  TDClip* b = Add(1, 500);   // 500..2500
+  TDClip* c = Add(2, 1500);  // 1500..3500, not under 1000
+  a->FadeOutRegion(0, 2000, FadeTypeVolume);
+  project.Tracks.GetTrack(1)->iFadeTypeShown = FadeTypePan;
+  a->bSelected = b->bSelected = c->bSelected = true;
+  EXPECT_EQ(project.Clips.AddFadePoint(1000), 2);
+  EXPECT_EQ(LineOf(*a), (Line{{0, 0.0}, {1000, -0.5}, {2000, -1.0}}));
+  EXPECT_EQ(LineOf(*b), (Line{{0, 0.0}, {2000, 0.0}}));
+  EXPECT_EQ(LineOf(*b, FadeTypePan), (Line{{0, 0.0}, {500, 0.0}, {2000, 0.0}}));
+  EXPECT_EQ(LineOf(*c).size(), 2u);
+  // Once there, a point is not made again; locked and unselected clips are left.
+  EXPECT_EQ(project.Clips.AddFadePoint(1000), 0);
+  b->bLocked = true;
+  a->bSelected = false;
+  EXPECT_EQ(project.Clips.AddFadePoint(1200), 0);
+
+  // Validation fits every clip's lines to its length.
+  a->GetFadeListByType(FadeTypePan).push_back(TDClipFadePoint{0.5, 2600, FadeTypePan});
+  project.Clips.ValidateFadePoints();
+  EXPECT_EQ(LineOf(*a, FadeTypePan), (Line{{0, 0.0}, {2000, 0.0}}));
+}
+
+}  // namespace

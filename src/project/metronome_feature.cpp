@@ -3,12 +3,18 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/db.h"
+
 TDProjectMetronomeFeature::TDProjectMetronomeFeature() {
   ResetTempoChanges();
 }
 
 void TDProjectMetronomeFeature::SetMetronomeVolume(int dB) {
   iMetronomeVolume = std::clamp(dB, kMinMetronomeVolume, kMaxMetronomeVolume);
+}
+
+float TDProjectMetronomeFeature::GetMetronomeGain() const {
+  return LdBAmplitudeOf(static_cast<signed char>(iMetronomeVolume));
 }
 
 void TDProjectMetronomeFeature::SetMetronomePlayingPreroll(int beats) {

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "sound/sound_source.h"
+
 // A tempo that holds from a beat position on.
 struct LTempoChange {
   double dBeatPosition = 0.0;
@@ -49,11 +51,20 @@ class TDProjectMetronomeFeature {
   void SetTempoChanges(std::vector<LTempoChange> changes);
   const std::vector<LTempoChange>& GetTempoChanges() const { return TempoChanges; }
 
-  // The metronome's sound source and the pre-roll time through the tempo map
-  // (GetPrerollRecordTime and its pre-roll-off variant) arrive with the sound
-  // sources and the tempo map.
+  // The metronome's clicks as the mix opener made them for the mix it opened
+  // last (the error source before that, and whenever the metronome is off).
+  void SetMetronomeSource(LSoundSource const& source) { lssMetronome = source; }
+  LSoundSource const& GetMetronomeSource() const { return lssMetronome; }
+  // The level of the clicks in the mix, from the metronome volume.
+  float GetMetronomeGain() const;
+
+  // The pre-roll time through the tempo map (GetPrerollRecordTime and its
+  // pre-roll-off variant) arrives with the tempo map.
 
   bool bPreroll = false;
+  // Whether the metronome clicks in the mix; the controller keeps it in step with
+  // the setting "MetronomeMode", and an export leaves it out whatever it says.
+  bool bMetronomeOn = false;
 
  private:
   int iMetronomeVolume = 0;
@@ -64,4 +75,5 @@ class TDProjectMetronomeFeature {
   std::string szAccentSound;
   std::string szBeatSound;
   std::vector<LTempoChange> TempoChanges;
+  LSoundSource lssMetronome;
 };

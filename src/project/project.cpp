@@ -148,6 +148,8 @@ TDClip* TDProject::AddClip(std::unique_ptr<TDClip> clip, int track, bool findFre
   if (!Tracks.IsTrackValid(track)) track = Tracks.GetCurrentTrackIndex();
   clip->uClipId = TDClipID::GetNewId();
   clip->BindTrack(Tracks.GetTrack(track), track);
+  // A clip that comes without lines gets flat ones over its length.
+  clip->InitFadePoints();
   if (findFree) {
     int free = FindTrackNoOverlapped(*clip);
     if (free == INT_MIN) {
@@ -172,6 +174,7 @@ TDClip* TDProject::AddClipFinalise(std::unique_ptr<TDClip> clip, std::string con
   clip->szName = slash == std::string::npos ? path : path.substr(slash + 1);
   clip->iPosition = position;
   clip->BindTrack(Tracks.GetTrack(track), track);
+  clip->InitFadePoints();
   TDClip* added = Clips.AddClip(std::move(clip));
   ResetEnd();
   return added;
@@ -231,6 +234,12 @@ LProcessResult TDProject::StretchClip(LProcessInterface& pi, TDClip& clip, LSoun
   LProcessResult const r = clip.Stretch(pi, length, keepPitch);
   if (r == LProcessFinished) ResetEnd();
   return r;
+}
+
+bool TDProject::CrossFadeClips() {
+  if (!Clips.CrossFadeClips()) return false;
+  NotifyClipsChanged();
+  return true;
 }
 
 int TDProject::GetNewTakeGroupId() const {

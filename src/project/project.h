@@ -1,5 +1,6 @@
 #pragma once
 #include <ctime>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -41,6 +42,18 @@ struct TDEditRegion {
 // also its surround feature), Beat Designer patterns, export tags, the file chunks
 // this version does not know, and the MIDI tempo events built from the tempo list.
 class LCutListAudio;
+class TDProjectSourceNotify;
+
+// The user's settings that the mix openers read each time they open a mix. The
+// preference store belongs to the shell, which hands them over through
+// TDProject::SetMixSettingsProvider; without it the defaults below hold.
+struct TDMixSettings {
+  // "PlaybackSpeed" in "Settings": percent of normal speed.
+  int iPlaybackSpeed = 100;
+  // "MetronomePrerollOnly" in "Settings": while recording, the metronome only
+  // counts in, in the pre-roll before the recording starts.
+  bool bMetronomePrerollOnly = false;
+};
 
 class TDProject {
  public:
@@ -113,8 +126,51 @@ class TDProject {
   int FindTrackNoOverlapped(TDClip const& clip, int from) const;
   // A free track for the clip near `track`, or `track` itself.
   int AdjustClipPositionNoOverlapping(TDClip const& clip, int track) const;
+  // Fades the two selected overlapping audio clips into each other
+  // (TDClipsManager::CrossFadeClips); false when they can't be.
+  bool CrossFadeClips();
   // Stretches a clip to `length` ms and grows the project to cover it.
   LProcessResult StretchClip(LProcessInterface& pi, TDClip& clip, LSoundTime length, bool keepPitch);
+
+  // ---- opening the mix ----
+  //
+  // Each opener reads the mix settings first and keeps the playback speed in
+  // dPlaybackSpeed. Every mix has the project's rate and channels asked; the
+  // notify, which may be null, hears the track meters of every Read.
+
+  // For export: the metronome is silent, and the mix ends with the last audible
+  // clip, or at the selection's end when only the selection is exported (the mix
+  // then starts at the selection's start).
+  LSoundSource OpenSourceForExport(int rate, int channels, TDProjectSourceNotify* notify, bool selectionOnly);
+  // For playing: with the metronome when it is on, clicking from the metronome
+  // boundary's start.
+  LSoundSource OpenNonLoopSource(int rate, int channels, TDProjectSourceNotify* notify);
+  // For recording from `start`: with the input monitor and the MIDI stream (error
+  // sources for none), which make the mix endless.
+  LSoundSource OpenNonLoopSource(int rate, int channels, LSoundSource const& monitor, LSoundSource const& midiStream,
+                                 LSoundTime start, TDProjectSourceNotify* notify);
+  // The mix looping over the working region; a plain mix when the region is
+  // empty or starts past the mix's end.
+  LSoundSource OpenLoopSource(int rate, int channels, LSoundSource const& monitor, LSoundSource const& midiStream,
+                              TDProjectSourceNotify* notify);
+  // Plays from `preroll` (before the working region) into the region, then loops it.
+  LSoundSource OpenPrerollLoopSource(int rate, int channels, LSoundTime preroll, LSoundSource const& monitor,
+                                     LSoundSource const& midiStream, TDProjectSourceNotify* notify);
+  // The metronome at the mix's format, following the tempo list and the time
+  // signature, positioned at `startFrame`. The project's own click sounds when
+  // it names files that exist, else the program's "beat.wav" and "accent.wav".
+  LSoundSource OpenMetronomeSource(int rate, int channels, int startFrame);
+
+  // Where a mix at `rate` ends: with the last frame of the clips that play
+  // (active takes and clips, also on muted tracks). 0 with none.
+  int GetProjectSoundSourceEnd(int rate) const;
+  // The same for the clips that are heard (GetAudibleEnd), where an export ends.
+  int GetProjectExportEnd(int rate) const;
+  // The end of the last clip that is heard: none on a muted track, and while a
+  // track is solo only clips on solo tracks. 0 for an empty project.
+  LSoundTime GetAudibleEnd() const { return Clips.GetAudibleEnd(Tracks); }
+
+  void SetMixSettingsProvider(std::function<TDMixSettings()> provider) { MixSettings = std::move(provider); }
 
   // Bookmarks are kept newest first.
   void AddBookmark(const LTimeLineBookmark& bookmark);
@@ -173,6 +229,20 @@ class TDProject {
  private:
   // The end of whatever is on the timeline, and whether there is anything.
   LSoundTime LatestContentEnd(bool withBookmarks, bool& any) const;
+  // Reads the mix settings and keeps the playback speed.
+  TDMixSettings ReadMixSettings();
+  // The last frame of the audio clips `counts` accepts, at `rate`.
+  template <class Counts>
+  int AudioClipsEndFrames(int rate, Counts counts) const;
+  // The mix made and initialised; the metronome as the opener left it.
+  LSoundSource OpenProjectSource(int rate, int channels, LSoundSource const& monitor, LSoundSource const& midiStream,
+                                 TDProjectSourceNotify* notify, bool forExport, bool selectionOnly);
+  // Puts the finished mix through the playback speed.
+  LSoundSource ApplyPlaybackSpeed(LSoundSource const& mix) const;
+  // The metronome for a mix at `rate` that starts at `startFrame`, clicking only
+  // before `clickEnd` (a frame), or none when it is off.
+  void PrepareMetronome(int rate, int channels, int startFrame, int clickEnd);
+  std::function<TDMixSettings()> MixSettings;
   void NotifyClipsChanged();
 
   TDEditRegion EditRegion;

@@ -39,11 +39,19 @@ constexpr std::uint16_t TrackName = 0x1008, TrackMute = 0x1009, TrackSolo = 0x10
                         TrackId = 0x1039, TrackMidiPlay = 0x1016, TrackMidiRecord = 0x1020, TrackRecordMidi = 0x1022,
                         TrackStateWord = 0x1021, TrackVolumeEnvelope = 0x1017, TrackPanEnvelope = 0x1018,
                         TrackChainFlag = 0x1023, TrackFlag = 0x1040, TrackOlder1 = 0x1003, TrackOlder2 = 0x1004,
-                        TrackColour = 0x1019, TrackSurroundX = 0x1024, TrackSurroundY = 0x1025;
+                        TrackColour = 0x1019, TrackSurroundX = 0x1024, TrackSurroundY = 0x1025,
+                        TrackEffects = 0x1002, TrackAutomation = 0x1029, TrackAutomationRow = 0x1036;
+// Inside the track's automation chunks: the type (0 gain, 1 pan, 32767 an effect
+// parameter), the automation's own container, a row's name and its line.
+constexpr std::uint16_t AutomationType = 0x1030, AutomationData = 0x1035, AutomationName = 0x1034,
+                        AutomationRow = 0x1038;
 // Clip fields.
 constexpr std::uint16_t ClipId = 0x2011, ClipName = 0x2000, ClipLocked = 0x2002, ClipTrackIndex = 0x2003,
                         ClipPosition = 0x2004, ClipTakeNumber = 0x2008, ClipTakeGroup = 0x2009,
                         ClipActiveTake = 0x2010, ClipTrackId = 0x1039;
+// One container per fade point, volume or pan, holding its position (ms) and its
+// value x 1000000.
+constexpr std::uint16_t ClipVolumePoint = 0x1000, ClipPanPoint = 0x1001, FadePosition = 0x2006, FadeValue = 0x2007;
 // Settings.
 constexpr std::uint16_t TempoList = 0x4010, Tempo = 0x4011, TempoBPM = 0x4012, TempoPosition = 0x4013,
                         BeatsPerBar = 0x4002, BeatUnit = 0x4003, ChannelFormat = 0x4004, Bookmarks = 0x4005,
@@ -102,6 +110,57 @@ std::int32_t ColourWord(TDRGB16 const& c) {
   return static_cast<std::int32_t>(((c.uRed >> 8) << 16) | ((c.uGreen >> 8) << 8) | (c.uBlue >> 8));
 }
 
+// The automations of both groups, each once, then every row: the rows find their
+// automations again by their order, as each automation drives one row.
+void WriteAutomation(Writer& w, TDTrack const& t, int& n) {
+  TDAutomationTracksManager const* const groups[2] = {&t.Automation, &t.EffectAutomation};
+  std::vector<LCountedPtr<TDSPAutomation>> automations;
+  for (int g = 0; g < 2; ++g) {
+    groups[g]->GetAllAutomations(automations);
+    for (LCountedPtr<TDSPAutomation> const& a : automations) {
+      w.StartContainer(Id::TrackAutomation, n++);
+      w.WriteInt(Id::AutomationType, g == 0 ? a->GetType() : TDAutomationTypeVST, 0);
+      a->SaveToSDF(w, Id::AutomationData);
+      w.EndContainer(Id::TrackAutomation);
+    }
+  }
+  for (int g = 0; g < 2; ++g) {
+    for (int i = 0; i < groups[g]->GetCount(); ++i) {
+      TDTrackAutomation const& row = *groups[g]->GetAutomationTrack(i);
+      if (!row.lpAutomation) continue;
+      int const type = g == 0 ? row.lpAutomation->GetType() : TDAutomationTypeVST;
+      std::string name;
+      if (type == TDAutomationTypeVST) {
+        row.lpAutomation->GetParaName(row.iParaIndex, name);
+      } else {
+        row.lpAutomation->GetName(name);
+      }
+      w.StartContainer(Id::TrackAutomationRow, n++);
+      w.WriteInt(Id::AutomationType, type, 0);
+      w.WriteString(Id::AutomationName, name, 1);
+      row.SaveToSDF(w, Id::AutomationRow);
+      w.EndContainer(Id::TrackAutomationRow);
+    }
+  }
+}
+
+// Rounded, not cut: a value read back as n x 1e-6 must store as n again, or every
+// save would wear a point's value down.
+std::int32_t StoredFadeValue(double value) {
+  if (std::isnan(value)) return 0;
+  double const scaled = std::clamp(value * 1000000.0, -2147483648.0, 2147483647.0);
+  return static_cast<std::int32_t>(std::llround(scaled));
+}
+
+void WriteFadePoints(Writer& w, TDClipFadePoints const& list, std::uint16_t id, int& n) {
+  for (TDClipFadePoint const& p : list) {
+    w.StartContainer(id, n++);
+    w.WriteInt(Id::FadePosition, p.iPosition, 0);
+    w.WriteInt(Id::FadeValue, StoredFadeValue(p.dValue), 1);
+    w.EndContainer(id);
+  }
+}
+
 void WriteTrack(Writer& w, TDTrack const& t) {
   w.StartContainer(Id::Track, t.lUnknown);
   int n = 0;
@@ -126,6 +185,9 @@ void WriteTrack(Writer& w, TDTrack const& t) {
   w.WriteInt(Id::TrackStateWord, t.iTrackStateWord, n++);
   w.WriteBool(Id::TrackVolumeEnvelope, t.bVolumeEnvelopeOn, n++);
   w.WriteBool(Id::TrackPanEnvelope, t.bPanEnvelopeOn, n++);
+  w.StartContainer(Id::TrackEffects, n++);
+  t.EffectChain.SaveToSDF(w);
+  w.EndContainer(Id::TrackEffects);
   w.WriteBool(Id::TrackChainFlag, t.bEffectChainFlag, n++);
   // An older file's record goes out twice, as its readers expect; a load keeps
   // the last copy.
@@ -141,6 +203,7 @@ void WriteTrack(Writer& w, TDTrack const& t) {
   w.WriteInt(Id::TrackColour, ColourWord(t.Colour), n++);
   w.WriteFloat(Id::TrackSurroundX, t.fStaticSurroundX, n++);
   w.WriteFloat(Id::TrackSurroundY, t.fStaticSurroundY, n++);
+  WriteAutomation(w, t, n);
   w.EndContainer(Id::Track);
 }
 
@@ -157,6 +220,8 @@ LProcessResult WriteAudioClip(LProcessInterface& pi, Writer& w, TDClipAudio cons
   w.WriteInt(Id::ClipTakeGroup, static_cast<std::int32_t>(c.uTakeGroupId), n++);
   w.WriteBool(Id::ClipActiveTake, c.bActiveTake, n++);
   w.WriteInt64(Id::ClipTrackId, static_cast<std::int64_t>(c.uTrackId), n++);
+  WriteFadePoints(w, c.GetFadeListByType(FadeTypeVolume), Id::ClipVolumePoint, n);
+  WriteFadePoints(w, c.GetFadeListByType(FadeTypePan), Id::ClipPanPoint, n);
   w.EndContainer(Id::ClipFields);
   LProcessResult const r = ProcessSaveCutListAudioLink(pi, w, Id::CutList, c.GetCutListAudio());
   if (r != LProcessFinished) return r;
@@ -332,7 +397,85 @@ TDRGB16 ColourFromWord(std::uint32_t w, int redShift, int greenShift, int blueSh
                  static_cast<std::uint16_t>(((w >> blueShift) & 0xFF) << 8)};
 }
 
+// What the automation chunks of a track hold, gathered until the track is read:
+// the automations in the order written, and the rows with the type and name each
+// was written with.
+struct TrackAutomationRead {
+  struct Row {
+    int iType = -1;
+    std::string szName;
+    TDTrackAutomation Line;
+  };
+  std::vector<LCountedPtr<TDSPAutomation>> vAutomations;
+  std::vector<Row> vRows;
+};
+
+// One automation chunk (0x1029). `known` is false, with nothing added, for a type
+// this program can't make: the caller keeps the chunk as it is.
+bool LoadAutomation(Reader& r, Chunk const& container, TrackAutomationRead& read, bool& known) {
+  int type = -1;
+  LCountedPtr<TDSPAutomation> automation;
+  for (Iterator it(r, container); it.IsValid(); it.Next()) {
+    if (it->GetChunkID() == Id::AutomationType) {
+      if (!ReadInt(*it, type)) return false;
+    } else if (it->GetChunkID() == Id::AutomationData && it->GetChunkType() == LSDFTypeContainer) {
+      automation = TDMakeAutomation(type);
+      if (automation && !automation->LoadFromSDF(r, *it)) return false;
+    }
+  }
+  known = static_cast<bool>(automation);
+  if (known) read.vAutomations.push_back(automation);
+  return r.IsValid();
+}
+
+// One row chunk (0x1036); `known` as above.
+bool LoadAutomationRow(Reader& r, Chunk const& container, TrackAutomationRead& read, bool& known) {
+  TrackAutomationRead::Row row;
+  bool line = false;
+  for (Iterator it(r, container); it.IsValid(); it.Next()) {
+    switch (it->GetChunkID()) {
+      case Id::AutomationType:
+        if (!ReadInt(*it, row.iType)) return false;
+        break;
+      case Id::AutomationName:
+        if (!it->ReadString(row.szName)) return false;
+        break;
+      case Id::AutomationRow:
+        if (it->GetChunkType() != LSDFTypeContainer) break;
+        if (!row.Line.LoadFromSDF(r, *it)) return false;
+        line = true;
+        break;
+      default: break;
+    }
+  }
+  known = line && static_cast<bool>(TDMakeAutomation(row.iType));
+  if (known) read.vRows.push_back(std::move(row));
+  return r.IsValid();
+}
+
+// Each row goes to the automation written at its place, when that is of its type;
+// a row without one gets an automation of its own. Effect parameter rows go to
+// the track's second group.
+void JoinAutomation(TrackAutomationRead& read, TDTrack& t) {
+  for (std::size_t i = 0; i < read.vRows.size(); ++i) {
+    TrackAutomationRead::Row& row = read.vRows[i];
+    LCountedPtr<TDSPAutomation> automation;
+    if (i < read.vAutomations.size() && read.vAutomations[i]->GetType() == row.iType) {
+      automation = read.vAutomations[i];
+    } else {
+      automation = TDMakeAutomation(row.iType);
+      if (auto* vst = dynamic_cast<TDSPVSTAutomation*>(automation.Get())) vst->SetName(row.szName);
+    }
+    TDAutomationTracksManager& group = row.iType == TDAutomationTypeVST ? t.EffectAutomation : t.Automation;
+    TDTrackAutomation* target = group.GetAutomationTrack(group.AddTrackAutomation(automation, row.Line.iParaIndex));
+    if (target == nullptr) continue;
+    row.Line.lpAutomation = automation;
+    *target = std::move(row.Line);
+  }
+}
+
 bool LoadTrack(Reader& r, Chunk const& container, TDTrack& t) {
+  TrackAutomationRead automation;
   for (Iterator it(r, container); it.IsValid(); it.Next()) {
     std::uint16_t const id = it->GetChunkID();
     bool ok = true;
@@ -398,14 +541,52 @@ bool LoadTrack(Reader& r, Chunk const& container, TDTrack& t) {
         break;
       case Id::TrackSurroundX: ok = it->ReadFloat(t.fStaticSurroundX); break;
       case Id::TrackSurroundY: ok = it->ReadFloat(t.fStaticSurroundY); break;
+      case Id::TrackEffects:
+        if (it->GetChunkType() == LSDFTypeContainer) {
+          Iterator effects(r, *it);
+          t.EffectChain.Clear();
+          ok = t.EffectChain.LoadFromSDF(r, effects) && r.IsValid();
+        } else {
+          ok = it->ReadUnknownChunk(t.lUnknown);
+        }
+        break;
+      case Id::TrackAutomation:
+      case Id::TrackAutomationRow: {
+        bool known = false;
+        if (it->GetChunkType() == LSDFTypeContainer) {
+          ok = id == Id::TrackAutomation ? LoadAutomation(r, *it, automation, known)
+                                         : LoadAutomationRow(r, *it, automation, known);
+        }
+        if (ok && !known) ok = it->ReadUnknownChunk(t.lUnknown);
+        break;
+      }
       default:
-        // The effect chain, automation and surround positions come back from
-        // here in their places until their own readers take them.
+        // The surround positions come back from here in their place until
+        // their own reader takes them.
         ok = it->ReadUnknownChunk(t.lUnknown);
         break;
     }
     if (!ok) return false;
   }
+  if (!r.IsValid()) return false;
+  JoinAutomation(automation, t);
+  return true;
+}
+
+bool LoadFadePoint(Reader& r, Chunk const& container, FadeType type, TDClip& c) {
+  TDClipFadePoint point{0.0, 0, type};
+  for (Iterator it(r, container); it.IsValid(); it.Next()) {
+    int v = 0;
+    if (it->GetChunkID() == Id::FadePosition) {
+      if (!ReadInt(*it, v)) return false;
+      point.iPosition = v;
+    } else if (it->GetChunkID() == Id::FadeValue) {
+      if (!ReadInt(*it, v)) return false;
+      point.dValue = v * 1e-6;
+    }
+  }
+  // Sorted once the clip is read.
+  c.GetFadeListByType(type).push_back(point);
   return r.IsValid();
 }
 
@@ -433,6 +614,14 @@ bool LoadClipFields(Reader& r, Chunk const& container, TDClip& c) {
       case Id::ClipTrackId:
         ok = it->ReadInt64(l);
         c.uTrackId = static_cast<std::uint64_t>(l);
+        break;
+      case Id::ClipVolumePoint:
+      case Id::ClipPanPoint:
+        if (it->GetChunkType() == LSDFTypeContainer) {
+          ok = LoadFadePoint(r, *it, it->GetChunkID() == Id::ClipPanPoint ? FadeTypePan : FadeTypeVolume, c);
+        } else {
+          ok = it->ReadUnknownChunk(c.lUnknown);
+        }
         break;
       case 0x2001:  // written by older versions, no longer meant anything
       case 0x2005:
@@ -467,6 +656,8 @@ LProcessResult LoadAudioClip(LProcessInterface& pi, Reader& r, Chunk const& cont
     clip->BindTrack(track, clip->iTrackIndex);
   }
   if (clip->uClipId == 0xFFFFFFFFu) clip->uClipId = TDClipID::GetNewId();
+  clip->SortFadePoints();
+  clip->InitFadePoints();
   p.Clips.AddClip(std::move(clip));
   return LProcessFinished;
 }

@@ -11,6 +11,7 @@
 #include <random>
 #include <thread>
 
+#include "effects/table_effects.h"
 #include "foundation/byte_order.h"
 #include "project/clip_audio.h"
 #include "project/testing_cut_lists.h"
@@ -308,6 +309,219 @@ TEST_F(ProjectFileTest, AKilledSaveNeverDamagesTheProjectFile) {
     LAudioCutTank::Instance().SetWorkingFolder(data);
   }
   EXPECT_GT(killedMidway, 25);  // most kills fell inside the writing of a file
+}
+
+// ---- lines, automation and effect chains in the file ----
+
+// A chunk as the file holds it: id, type, 64-bit size, data.
+std::vector<unsigned char> ChunkBytes(std::uint16_t id, std::uint16_t type, std::vector<unsigned char> const& data) {
+  std::vector<unsigned char> out(12);
+  LWriteLE16(out.data(), id);
+  LWriteLE16(out.data() + 2, type);
+  LWriteLE32(out.data() + 4, static_cast<std::uint32_t>(data.size()));
+  LWriteLE32(out.data() + 8, 0);
+  out.insert(out.end(), data.begin(), data.end());
+  return out;
+}
+
+std::vector<unsigned char> IntBytes(std::int32_t v) {
+  std::vector<unsigned char> out(4);
+  LWriteLE32(out.data(), static_cast<std::uint32_t>(v));
+  return out;
+}
+
+LSDFUnknownChunk ForeignContainer(std::uint16_t id, std::vector<std::vector<unsigned char>> const& children,
+                                  int position) {
+  LSDFUnknownChunk c;
+  c.wID = id;
+  c.wType = LSDFTypeContainer;
+  for (auto const& child : children) c.vData.insert(c.vData.end(), child.begin(), child.end());
+  c.iPosition = position;
+  return c;
+}
+
+class ProjectFileLinesTest : public ProjectFileTest {
+ protected:
+  // Lines on two clips, volume and pan automation on the first track, an effect
+  // parameter line on the second, and an effect chain on the third.
+  void Shape(TDProject& p) {
+    Fill(p, 3, 2);
+    auto const& clips = p.Clips.GetClips();
+    TDClipFadePoints& volume = clips[0]->GetFadeListByType(FadeTypeVolume);
+    volume = {{-1.0, 0, FadeTypeVolume}, {-0.25, 30, FadeTypeVolume}, {0.123457, 60, FadeTypeVolume},
+              {0.0, 100, FadeTypeVolume}};
+    clips[3]->GetFadeListByType(FadeTypePan) = {{0.5, 0, FadePan()}, {-1.0, 100, FadePan()}};
+
+    TDTrack& first = *p.Tracks.GetTrack(0);
+    TDTrackAutomation& gain = *first.Automation.GetAutomationTrack(
+        first.Automation.AddTrackAutomation(LCountedPtr<TDSPAutomation>(new TDSPGainAutomation), 0));
+    gain.vPoints = {{0.0, 0}, {-0.5, 60000}, {0.25, 120000}};
+    gain.lUnknown = {Foreign(0x1100, 2)};
+    TDTrackAutomation& pan = *first.Automation.GetAutomationTrack(
+        first.Automation.AddTrackAutomation(LCountedPtr<TDSPAutomation>(new TDSPPanAutomation), 0));
+    pan.vPoints = {{-1.0, 0}, {1.0, 120000}};
+    TDTrack& second = *p.Tracks.GetTrack(1);
+    TDTrackAutomation& cutoff = *second.EffectAutomation.GetAutomationTrack(
+        second.EffectAutomation.AddTrackAutomation(LCountedPtr<TDSPAutomation>(new TDSPVSTAutomation("Cutoff")), 0));
+    cutoff.vPoints = {{0.75, 0}, {0.125, 120000}};
+
+    LSoundProcessMulti& chain = p.Tracks.GetTrack(2)->EffectChain;
+    chain.Append(std::make_unique<LSPGain>(0.5f))->bBypass = true;
+    chain.Append(std::make_unique<LSPHighPass>(120));
+    chain.Append(std::make_unique<LSPEcho>());
+  }
+  static FadeType FadePan() { return FadeTypePan; }
+};
+
+TEST_F(ProjectFileLinesTest, LinesAutomationAndEffectChainsComeBackAsSaved) {
+  TDProject p;
+  Shape(p);
+  ASSERT_EQ(Save(p, path), LProcessFinished);
+  std::vector<std::uint8_t> const first = Bytes(path);
+  TDProject back;
+  ASSERT_EQ(Load(back, path), LProcessFinished) << (quiet.errors.empty() ? "" : quiet.errors[0]);
+
+  // Clip lines, by clip: values go through the file as millionths.
+  for (auto const& c : p.Clips.GetClips()) {
+    TDClip const* loaded = back.Clips.GetClip(c->uClipId);
+    ASSERT_NE(loaded, nullptr);
+    for (FadeType type : {FadeTypeVolume, FadeTypePan}) {
+      TDClipFadePoints const& want = c->GetFadeListByType(type);
+      TDClipFadePoints const& got = loaded->GetFadeListByType(type);
+      ASSERT_EQ(got.size(), want.size()) << c->uClipId;
+      for (std::size_t i = 0; i < want.size(); ++i) {
+        EXPECT_EQ(got[i].iPosition, want[i].iPosition);
+        EXPECT_EQ(got[i].iType, type);
+        EXPECT_NEAR(got[i].dValue, want[i].dValue, 0.5e-6);
+      }
+    }
+  }
+
+  // Automation rows in their groups, with their kinds, names and points.
+  auto rows = [](TDAutomationTracksManager const& m) {
+    std::vector<std::tuple<int, std::string, int, LEnvelopeLine>> out;
+    for (int i = 0; i < m.GetCount(); ++i) {
+      TDTrackAutomation const& row = *m.GetAutomationTrack(i);
+      std::string name;
+      row.lpAutomation->GetName(name);
+      LEnvelopeLine points = row.vPoints;
+      for (LEnvelopePoint& pt : points) pt.dValue = static_cast<float>(pt.dValue);  // stored as float
+      out.emplace_back(row.lpAutomation->GetType(), name, row.iParaIndex, points);
+    }
+    return out;
+  };
+  for (int t = 0; t < 3; ++t) {
+    TDTrack const& want = *p.Tracks.GetTrack(t);
+    TDTrack const& got = *back.Tracks.GetTrack(t);
+    EXPECT_EQ(rows(got.Automation), rows(want.Automation)) << t;
+    EXPECT_EQ(rows(got.EffectAutomation), rows(want.EffectAutomation)) << t;
+  }
+  ASSERT_EQ(back.Tracks.GetTrack(0)->Automation.GetCount(), 2);
+  EXPECT_EQ(back.Tracks.GetTrack(0)->Automation.GetAutomationTrack(0)->lUnknown.size(), 1u);
+  ASSERT_EQ(back.Tracks.GetTrack(1)->EffectAutomation.GetCount(), 1);
+
+  // The chain, effect by effect.
+  LSoundProcessMulti const& want = p.Tracks.GetTrack(2)->EffectChain;
+  LSoundProcessMulti const& got = back.Tracks.GetTrack(2)->EffectChain;
+  ASSERT_EQ(got.GetCount(), 3);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(got.GetAt(i)->GetSoundProcessType(), want.GetAt(i)->GetSoundProcessType());
+    EXPECT_EQ(got.GetAt(i)->bBypass, want.GetAt(i)->bBypass);
+    auto const& a = dynamic_cast<LSPTableEffect const&>(*got.GetAt(i));
+    auto const& b = dynamic_cast<LSPTableEffect const&>(*want.GetAt(i));
+    for (int f = 0; f < a.GetNumParameters(); ++f) EXPECT_EQ(a.GetHeld(f), b.GetHeld(f)) << i << "/" << f;
+  }
+  EXPECT_TRUE(back.Tracks.GetTrack(0)->EffectChain.IsEmpty());
+
+  ASSERT_EQ(Save(back, path), LProcessFinished);
+  EXPECT_EQ(Bytes(path), first);
+}
+
+// Automation of a kind this program can't make stays as it was read, in its
+// place, and doesn't take the place of the rows it knows.
+TEST_F(ProjectFileLinesTest, AutomationOfAnUnknownKindIsKept) {
+  TDProject p;
+  Shape(p);
+  std::vector<unsigned char> const strange = IntBytes(7);
+  p.Tracks.GetTrack(0)->lUnknown = {
+      ForeignContainer(0x1029, {ChunkBytes(0x1030, LSDFTypeInt, strange), ChunkBytes(0x1035, LSDFTypeContainer, {})},
+                       30),
+      ForeignContainer(0x1036, {ChunkBytes(0x1030, LSDFTypeInt, strange), ChunkBytes(0x1038, LSDFTypeContainer, {})},
+                       31)};
+  ASSERT_EQ(Save(p, path), LProcessFinished);
+  std::vector<std::uint8_t> const first = Bytes(path);
+  TDProject back;
+  ASSERT_EQ(Load(back, path), LProcessFinished);
+  TDTrack const& t = *back.Tracks.GetTrack(0);
+  EXPECT_EQ(t.lUnknown.size(), 2u);
+  ASSERT_EQ(t.Automation.GetCount(), 2);
+  EXPECT_EQ(t.Automation.GetAutomationTrack(0)->lpAutomation->GetType(), TDAutomationTypeGain);
+  EXPECT_EQ(t.Automation.GetAutomationTrack(1)->lpAutomation->GetType(), TDAutomationTypePan);
+  ASSERT_EQ(Save(back, path), LProcessFinished);
+  EXPECT_EQ(Bytes(path), first);
+}
+
+// Bytes changed anywhere in a file with lines, automation and effects: the load
+// fails or succeeds, and what it gives can be saved and loaded again.
+TEST_F(ProjectFileLinesTest, DamagedChunksNeverCrashALoad) {
+  TDProject p;
+  Shape(p);
+  std::mt19937 rng(5);
+  auto noise = [&](std::size_t n) {
+    std::vector<unsigned char> v(n);
+    for (auto& b : v) b = static_cast<unsigned char>(rng());
+    return v;
+  };
+  ASSERT_EQ(Save(p, path), LProcessFinished);
+  std::vector<std::uint8_t> const good = Bytes(path);
+
+  // Understood chunks that are not what they should be: a non-container where a
+  // container belongs is kept as it is; noise inside a container, or a value too
+  // short for its type, fails the load cleanly.
+  {
+    TDProject odd;
+    Shape(odd);
+    odd.Tracks.GetTrack(1)->lUnknown = {Foreign(0x1029, 40), Foreign(0x1002, 41)};
+    odd.Clips.GetClips()[1]->lUnknown = {Foreign(0x1001, 20)};
+    ASSERT_EQ(Save(odd, path), LProcessFinished);
+    TDProject back;
+    ASSERT_EQ(Load(back, path), LProcessFinished);
+    EXPECT_EQ(back.Tracks.GetTrack(1)->lUnknown.size(), 2u);
+    EXPECT_EQ(back.Tracks.GetTrack(1)->EffectAutomation.GetCount(), 1);
+  }
+  for (auto const& inside : {noise(40), ChunkBytes(0x2007, LSDFTypeString, noise(3))}) {
+    TDProject odd;
+    Shape(odd);
+    odd.Clips.GetClips()[1]->lUnknown = {ForeignContainer(0x1000, {inside}, 20)};
+    odd.Tracks.GetTrack(1)->lUnknown = {ForeignContainer(0x1036, {inside}, 41)};
+    ASSERT_EQ(Save(odd, path), LProcessFinished);
+    TDProject back;
+    EXPECT_EQ(Load(back, path), LProcessFailed);
+    LAudioCutTank::Instance().SetWorkingFolder(data);
+  }
+
+  int loaded = 0;
+  for (int trial = 0; trial < 400; ++trial) {
+    std::vector<std::uint8_t> bad = good;
+    int const changes = 1 + static_cast<int>(rng() % 4);
+    for (int k = 0; k < changes; ++k) {
+      // Past the header, so that most trials reach the chunks.
+      std::size_t const at = 12 + rng() % (bad.size() - 12);
+      bad[at] = static_cast<std::uint8_t>(rng());
+    }
+    std::ofstream(path, std::ios::binary | std::ios::trunc)
+        .write(reinterpret_cast<char const*>(bad.data()), static_cast<std::streamsize>(bad.size()));
+    TDProject back;
+    if (Load(back, path) != LProcessFinished) continue;
+    ++loaded;
+    std::string const again = folder + "/again.tdpj";
+    fs::create_directories(again + ".ProjectData");
+    ASSERT_EQ(Save(back, again), LProcessFinished) << trial;
+    TDProject third;
+    ASSERT_EQ(Load(third, again), LProcessFinished) << trial;
+    LAudioCutTank::Instance().SetWorkingFolder(data);
+  }
+  EXPECT_GT(loaded, 0);
 }
 
 }  // namespace

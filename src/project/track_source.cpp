@@ -9,6 +9,7 @@ LSoundSource TDWrapTrackSource(TDTrack const& track, LSoundSource const& clipMix
   levels[0] = track.PannedVolume.fFirstChannelGain;
   if (channels > 1) levels[1] = track.PannedVolume.fSecondChannelGain;
   LSoundSource const gained = LSoundSource::Make<LSRCGainMultiChannels>(clipMix, levels);
-  // Automation, the last stage of a track, will open over the chain's output here.
-  return track.EffectChain.OpenSource(gained);
+  // The track's own lines come last, so a volume ride shapes what the effects
+  // made rather than what goes into them. The mix starts at the project's start.
+  return track.Automation.OpenSource(track.EffectChain.OpenSource(gained), 0);
 }

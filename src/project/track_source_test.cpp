@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "effects/table_effects.h"
+#include "project/automation.h"
 #include "sound/gain_sources.h"
 
 namespace {
@@ -17,6 +20,7 @@ class Half : public LSoundSourceBase {
   }
   int GetPositionSample() const override { return iPosition; }
   int GetEndSample() const override { return 1000; }
+  void Seek(int frame) override { iPosition = frame; }
 
  private:
   int iPosition = 0;
@@ -47,6 +51,30 @@ TEST(TrackSource, VolumeAndPanComeBeforeTheEffects) {
   EXPECT_FLOAT_EQ(frame[1], 0.5f * 2.0f * LdBAmplitudeInterpolated(track.PannedVolume.fSecondChannelGain));
   EXPECT_LT(frame[1], frame[0]);  // panned left
   EXPECT_FLOAT_EQ(frame[2], frame[0]);
+}
+
+// A volume line rides what the chain made: with the chain doubling and the line
+// silencing the start, the output is silent there and doubled after the line's
+// last point, whichever order the stages would commute in for plain gains.
+TEST(TrackSource, TheVolumeLineRidesTheChainsOutputOnTheProjectTimeline) {
+  TDTrack track;
+  track.EffectChain.Append(std::make_unique<LSPGain>(2.0f));
+  TDTrackAutomation* line =
+      track.Automation.GetAutomationTrack(track.Automation.AddTrackAutomation(TDMakeAutomation(TDAutomationTypeGain), 0));
+  ASSERT_NE(line, nullptr);
+  // 44.1 frames a millisecond: silence to 10 ms, unity from 20 ms.
+  line->vPoints = {{-1.0, 0}, {-1.0, 10}, {0.0, 20}};
+  LSoundSource const out = TDWrapTrackSource(track, LSoundSource::Make<Half>(2));
+  std::vector<float> frames(2 * 1000);
+  out->Read(frames.data(), 1000);
+  EXPECT_EQ(frames[2 * 300], 0.0f);      // about 6.8 ms
+  EXPECT_EQ(frames[2 * 900 + 1], 1.0f);  // about 20.4 ms: 0.5 doubled
+  // Half way up the ramp in amplitude, not in decibels.
+  EXPECT_NEAR(frames[2 * 661], (661.0 - 441) / 441, 0.01);
+  // Seeking back replays the line from the project's start.
+  out->Seek(0);
+  out->Read(frames.data(), 1);
+  EXPECT_EQ(frames[0], 0.0f);
 }
 
 TEST(TrackSource, CopyingATrackClonesItsEffects) {

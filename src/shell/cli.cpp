@@ -15,6 +15,7 @@
 #include "foundation/file.h"
 #include "foundation/process_interface.h"
 #include "foundation/sound_time.h"
+#include "project/project.h"
 #include "sound/aif_file.h"
 #include "sound/au_file.h"
 #include "sound/compressed_wave.h"
@@ -43,6 +44,9 @@ const char kUsage[] =
     "  new PROJECT.tdpj       a new project of 12 tracks\n"
     "      --rate N           its sample rate (default 44100)\n"
     "      --add FILE[@S][:T] take FILE in as a clip at S seconds (default 0) on track T (default 1)\n"
+    "  render PROJECT.tdpj OUT\n"
+    "                         mix the project down to OUT as an export does; the options\n"
+    "                         of convert choose OUT's samples, rate and channels\n"
     "  convert IN OUT         write IN again in the format OUT's extension names\n"
     "      --bits N           8, 16, 24 or 32-bit integer samples (default 16)\n"
     "      --float            32-bit float samples (WAV, AIFC, raw)\n"
@@ -427,6 +431,45 @@ int CmdConvert(const Options& o, std::FILE* err, LProcessInterface& progress) {
   return kExitFailed;
 }
 
+// The project mixed down as an export does it: the mix of what is heard, in
+// stereo at the project's rate, through the copy job (progress, Ctrl-C) into OUT.
+int CmdRender(const Options& o, std::FILE* err, LProcessInterface& progress) {
+  if (o.positional.size() != 2 || ExtensionOf(o.positional[0]) != ".tdpj") {
+    std::fprintf(err, "tandrel-cli: render takes a project file (.tdpj) and an output file\n");
+    return kExitUsage;
+  }
+  const std::string& outPath = o.positional[1];
+  TDProject project;
+  if (!TDCliLoadProject(o.positional[0], project, err)) return kExitFailed;
+  const int projectRate = project.PreferSampleRate.GetPreferredSampleRate();
+  LSoundSource mix = project.OpenSourceForExport(projectRate, 2, nullptr, false);
+  if (!mix.IsGood()) {
+    std::fprintf(err, "tandrel-cli: the project's mix could not be opened\n");
+    return kExitFailed;
+  }
+  if (mix->GetEndSample() <= mix->GetPositionSample()) {
+    std::fprintf(err, "tandrel-cli: nothing in the project is heard; %s was not written\n", outPath.c_str());
+    return kExitFailed;
+  }
+  LSoundSink sink;
+  if (!OpenOutput(outPath, o, o.rate ? o.rate : projectRate, o.channels ? o.channels : 2, err, sink)) {
+    return kExitFailed;
+  }
+  LPRSourceToSink job;
+  job.szTitle = "Mixing down file...";
+  job.lssSource = mix;
+  job.lsnkSink = sink;
+  const LProcessResult result = Process(progress, job);
+  job.lsnkSink.Close();  // finishes the header
+  sink.Close();
+  if (result == LProcessFinished) return kExitOk;
+  LFile::Remove(outPath);
+  std::fprintf(err, result == LProcessStopped ? "tandrel-cli: stopped; %s was not written\n"
+                                              : "tandrel-cli: writing %s failed; is the disk full?\n",
+               outPath.c_str());
+  return result == LProcessStopped ? kExitStopped : kExitFailed;
+}
+
 // The export job's face: its failure is kept for the message, the rest goes on to
 // the progress.
 struct CliExportFace : LProcessInterfaceNested {
@@ -505,6 +548,10 @@ int TDCliMain(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
     if (!ParseOptions(args, 1, o, err)) return kExitUsage;
     if (command == "info") return CmdInfo(o, out, err, progress);
     return command == "convert" ? CmdConvert(o, err, progress) : CmdExport(o, err, progress);
+  }
+  if (command == "render") {
+    if (!ParseOptions(args, 1, o, err)) return kExitUsage;
+    return CmdRender(o, err, progress);
   }
   std::fprintf(err, "tandrel-cli: unknown command '%s'. Try 'tandrel-cli --help'.\n", command.c_str());
   return kExitUsage;

@@ -162,10 +162,9 @@ int TDCliNewProject(std::vector<std::string> const& args, std::FILE* err, LProce
   return result == LProcessStopped ? kExitStopped : kExitFailed;
 }
 
-int TDCliProjectInfo(std::string const& path, std::FILE* out, std::FILE* err) {
+bool TDCliLoadProject(std::string const& path, TDProject& project, std::FILE* err) {
   // Looking must never touch: nothing read here may be deleted when it goes.
   LAudioCutTank::Instance().PreserveEntireCache();
-  TDProject project;
   TDLoadProject job;
   job.pProject = &project;
   job.szPath = path;
@@ -173,16 +172,19 @@ int TDCliProjectInfo(std::string const& path, std::FILE* out, std::FILE* err) {
     std::string text;
     void SetError(char const* t) override { text = t; }
   } progress;
-  if (Process(progress, job) != LProcessFinished) {
-    std::string const folder = TDProjectDataFolderOf(path);
-    struct stat st {};
-    if (progress.text.empty() && ::stat(folder.c_str(), &st) != 0) {
-      progress.text = "The data folder \"" + folder + "\" of this project is missing.";
-    }
-    std::fprintf(err, "tandrel-cli: %s\n",
-                 progress.text.empty() ? "the project could not be read" : progress.text.c_str());
-    return kExitFailed;
+  if (Process(progress, job) == LProcessFinished) return true;
+  std::string const folder = TDProjectDataFolderOf(path);
+  struct stat st {};
+  if (progress.text.empty() && ::stat(folder.c_str(), &st) != 0) {
+    progress.text = "The data folder \"" + folder + "\" of this project is missing.";
   }
+  std::fprintf(err, "tandrel-cli: %s\n", progress.text.empty() ? "the project could not be read" : progress.text.c_str());
+  return false;
+}
+
+int TDCliProjectInfo(std::string const& path, std::FILE* out, std::FILE* err) {
+  TDProject project;
+  if (!TDCliLoadProject(path, project, err)) return kExitFailed;
   project.ResetEnd();
   std::set<LAudioCutRef> named;
   for (auto const& c : project.Clips.GetClips()) {

@@ -243,6 +243,51 @@ TEST_F(CliTest, NewMakesAProjectOfTheFilesAndInfoDescribesIt) {
 }
 
 }  // namespace
+TEST_F(CliTest, RenderMixesAProjectDownAsAnExportDoes) {
+  // Two mono files of steps that add without rounding: one at 0.5 s on track 1,
+  // one from the start on track 2.
+  auto write = [&](const char* name, int frames, int period, float step) {
+    LSoundSink sink = LWaveFile::OpenSinkFloat(Scratch(name), 8000, 1);
+    std::vector<float> v(static_cast<std::size_t>(frames));
+    for (int f = 0; f < frames; ++f) v[static_cast<std::size_t>(f)] = step * static_cast<float>(f % period);
+    sink->Write(v.data(), frames);
+  };
+  write("a.wav", 6000, 7, 1.0f / 32);
+  write("b.wav", 3000, 5, 1.0f / 64);
+  const std::string song = Scratch("song.tdpj");
+  CliRun made = Cli({"new", song, "--rate", "8000", "--add", Scratch("a.wav") + "@0.5:1", "--add", Scratch("b.wav") + ":2"});
+  ASSERT_EQ(made.code, 0) << made.err;
+
+  CliRun r = Cli({"render", song, Scratch("mix.wav"), "--float"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  LSoundSource mix = LWaveFile::OpenSource(Scratch("mix.wav"));
+  ASSERT_TRUE(mix.IsGood());
+  EXPECT_EQ(mix->GetSampleRate(), 8000);
+  ASSERT_EQ(mix->GetChannels(), 2);
+  ASSERT_EQ(mix->GetEndSample(), 4000 + 6000);  // to the end of the last clip heard
+  std::vector<float> const all = ReadAll(mix);
+  for (int f = 0; f < 10000; ++f) {
+    float const a = f >= 4000 ? static_cast<float>((f - 4000) % 7) / 32 : 0.0f;
+    float const b = f < 3000 ? static_cast<float>(f % 5) / 64 : 0.0f;
+    ASSERT_EQ(all[static_cast<std::size_t>(2 * f)], a + b) << f;
+    ASSERT_EQ(all[static_cast<std::size_t>(2 * f + 1)], a + b) << f;
+  }
+
+  // Stopped (Ctrl-C) it leaves no file; an empty project has nothing to write.
+  StopAtOnce stop;
+  CliRun stopped = Cli({"render", song, Scratch("stopped.wav")}, &stop);
+  EXPECT_EQ(stopped.code, 1);
+  EXPECT_FALSE(fs::exists(Scratch("stopped.wav")));
+  ASSERT_EQ(Cli({"new", Scratch("empty.tdpj")}).code, 0);
+  CliRun empty = Cli({"render", Scratch("empty.tdpj"), Scratch("empty.wav")});
+  EXPECT_EQ(empty.code, 3);
+  EXPECT_NE(empty.err.find("nothing in the project is heard"), std::string::npos) << empty.err;
+  EXPECT_FALSE(fs::exists(Scratch("empty.wav")));
+  EXPECT_EQ(Cli({"render", song}).code, 2);
+  EXPECT_EQ(Cli({"render", Scratch("a.wav"), Scratch("x.wav")}).code, 2);
+  EXPECT_EQ(Cli({"render", Scratch("absent.tdpj"), Scratch("x.wav")}).code, 3);
+}
+
 TEST_F(CliTest, Mp3FilesAreReadByTheirOwnDecoder) {
   const std::string mp3 = std::string(TANDREL_TESTDATA_DIR) + "/mp3/l3-sin1k0db.bit";
   fs::copy_file(mp3, Scratch("sine.mp3"));

@@ -48,6 +48,12 @@ MainDialog::MainDialog(TDMainWindowView& view, TDMainLoop& loop, TDEngineState& 
     d.iInputChannelsSetting = LUserSettingGet("Settings", "TrackInputChannels0", 1);
     return d;
   });
+  Project.SetMixSettingsProvider([] {
+    TDMixSettings s;
+    s.iPlaybackSpeed = LUserSettingGet("Settings", "PlaybackSpeed", 100);
+    s.bMetronomePrerollOnly = LUserSettingGet("Settings", "MetronomePrerollOnly", false);
+    return s;
+  });
   InstallEffectDefaults();
 }
 
@@ -146,6 +152,11 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_CLIP_MOVE_TO_START: CmClipMoveToStart(); return true;
     case CM_CLIP_NUDGE_LEFT: CmClipNudge(-kNudgeMs); return true;
     case CM_CLIP_NUDGE_RIGHT: CmClipNudge(kNudgeMs); return true;
+    case CM_CLIP_FADE_IN: CmClipFadeIn(); return true;
+    case CM_CLIP_FADE_OUT: CmClipFadeOut(); return true;
+    case CM_CLIP_CROSS_FADE: CmClipCrossFade(); return true;
+    case CM_CLIP_ADD_FADE_POINT: CmClipAddFade(); return true;
+    case CM_CLIP_DELETE_FADE_POINTS: CmClipDeleteFade(); return true;
     case CM_CLIP_SELECT_ALL: CmClipSelectAll(); return true;
     case CM_CLIP_SELECT_NEXT: CmClipSelectNext(); return true;
     case CM_CLIP_SELECT_PREV: CmClipSelectPrev(); return true;

@@ -158,8 +158,32 @@ class MainDialog : public TDProjectNotify {
   void CmClipSelectAll();
   void CmClipSelectNext();
   void CmClipSelectPrev();
+  // Fades act on the part of each clip within the edit region, or, with no
+  // region, on the selected clips under the cursor: a fade in from the clip's
+  // start to the cursor, a fade out from the cursor to its end.
+  void CmClipFadeIn();
+  void CmClipFadeOut();
+  // Fades the two selected overlapping audio clips into each other.
+  void CmClipCrossFade();
+  // A point at the cursor on the line each selected clip's track shows.
+  void CmClipAddFade();
+  // Clears the shown line of the clips within the edit region over the region,
+  // or of the selected clips over their whole length.
+  void CmClipDeleteFade();
   // Selects one clip (alone, unless `add`).
   void EvClipSelect(std::uint32_t clipId, bool add);
+  // The release of a drag of the selected clips, which the window has moved
+  // already (main_dialog_mouse.cpp).
+  void EvClipsDragEnd(bool moved);
+  // The release of a copying drag: copies of the selected clips `offset` ms and
+  // `rows` tracks away, selected in their place. Answers how many were made.
+  int EvClipsDragCopy(LSoundTime offset, int rows);
+  // The release of a trim: applies what the drag left pending on that edge.
+  void EvClipEndTrimOrExpand(std::uint32_t clipId, bool leftEdge);
+  // Says a locked clip can't change, and flashes the locked clips.
+  void SayClipLocked();
+  // The release of a drag of one of a clip's fade points.
+  void EvFadePointDragEnd(std::uint32_t clipId, bool moved);
 
   // Take commands: the selected takes, or the take the menu was opened on.
   void SetTakeMenuClip(std::uint32_t clipId) { uTakeMenuClip = clipId; }
@@ -218,6 +242,19 @@ class MainDialog : public TDProjectNotify {
   // Selected clips in order of position.
   std::vector<TDClip*> SelectedClips() const;
   void SplitAudioTakesAndAddToProject(TDClip& take, LSoundTime at);
+  // A clip a fade command acts on, and the stretch of it, ms from its start.
+  struct FadeTarget {
+    TDClip* pClip = nullptr;
+    LSoundTime iStart = 0;
+    LSoundTime iEnd = 0;
+  };
+  // The clips within the edit region and the part of the region over each; with
+  // no region, what `withoutRegion` makes of each selected clip (nothing when it
+  // gives an empty stretch).
+  std::vector<FadeTarget> FadeTargets(FadeTarget (*withoutRegion)(TDClip&, LSoundTime cursor)) const;
+  // True (and says so) when any of the targets is locked.
+  bool DisallowIfLocked(std::vector<FadeTarget> const& targets);
+  void FadeCommand(bool fadeIn);
   // The take a take command acts on: the menu's clip, or the first selected take.
   TDClip* TakeForCommand() const;
   void MoveSelectedClipsTo(LSoundTime start);

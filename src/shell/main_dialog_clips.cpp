@@ -14,6 +14,25 @@ namespace {
 
 constexpr char kLockedEdit[] =
     "Tandrel can't perform this action while the clip is locked. Please unlock the clip first.";
+constexpr char kNoFadeTarget[] =
+    "Please select the region of a clip you want to fade, or put the cursor over a selected clip.";
+
+// Clears what a line does over start..end (ms from the clip's start): its points
+// there go, and an end of the line that lies there returns to unity (the centre,
+// for pan), so that nothing is left shaping the sound in that stretch. False when
+// that changed nothing.
+bool ClearFadeRange(TDClip& clip, LSoundTime start, LSoundTime end, FadeType type) {
+  clip.SortFadePoints(type);
+  TDClipFadePoints const before = clip.GetFadeListByType(type);
+  clip.DeleteFadePoints(start, end, type);
+  TDClipFadePoints& list = clip.GetFadeListByType(type);
+  if (!list.empty()) {
+    for (TDClipFadePoint* edge : {&list.front(), &list.back()}) {
+      if (edge->iPosition >= start && edge->iPosition <= end) edge->dValue = 0.0;
+    }
+  }
+  return list != before;
+}
 
 }  // namespace
 
@@ -39,6 +58,11 @@ bool MainDialog::DisallowIfLocked() {
   View.InfoBar(kLockedEdit);
   View.FlashLockedClips();
   return true;
+}
+
+void MainDialog::SayClipLocked() {
+  View.InfoBar(kLockedEdit);
+  View.FlashLockedClips();
 }
 
 // ---------------------------------------------------------------------------
@@ -227,6 +251,107 @@ void MainDialog::CmClipJoin() {
   }
   Project.ResetEnd();
   ClipsEdited("Join Clips");
+}
+
+// ---------------------------------------------------------------------------
+// Fades
+
+std::vector<MainDialog::FadeTarget> MainDialog::FadeTargets(FadeTarget (*withoutRegion)(TDClip&, LSoundTime)) const {
+  std::vector<FadeTarget> out;
+  TDEditRegion const& region = Project.GetEditRegion();
+  if (region.iStart != region.iEnd) {
+    LSoundTime const start = std::min(region.iStart, region.iEnd);
+    LSoundTime const end = std::max(region.iStart, region.iEnd);
+    for (auto const& c : Project.Clips.GetClips()) {
+      if (!Project.IsClipInEditRegion(*c)) continue;
+      LSoundTime const from = std::max(start, c->iPosition) - c->iPosition;
+      LSoundTime const to = std::min(end, c->GetEndTime()) - c->iPosition;
+      // A clip that only touches the region has nothing of it to fade.
+      if (from < to) out.push_back({c.get(), from, to});
+    }
+    return out;
+  }
+  for (TDClip* c : SelectedClips()) {
+    FadeTarget const t = withoutRegion(*c, iCursor);
+    if (t.pClip != nullptr && t.iStart < t.iEnd) out.push_back(t);
+  }
+  return out;
+}
+
+bool MainDialog::DisallowIfLocked(std::vector<FadeTarget> const& targets) {
+  if (std::none_of(targets.begin(), targets.end(), [](FadeTarget const& t) { return t.pClip->bLocked; })) {
+    return false;
+  }
+  View.InfoBar(kLockedEdit);
+  View.FlashLockedClips();
+  return true;
+}
+
+void MainDialog::FadeCommand(bool fadeIn) {
+  // Without a region the cursor splits a selected clip it stands over into the
+  // part that fades and the part that keeps its level.
+  auto const head = [](TDClip& c, LSoundTime cursor) -> FadeTarget {
+    if (cursor <= c.iPosition || cursor >= c.GetEndTime()) return {};
+    return {&c, 0, cursor - c.iPosition};
+  };
+  auto const tail = [](TDClip& c, LSoundTime cursor) -> FadeTarget {
+    if (cursor <= c.iPosition || cursor >= c.GetEndTime()) return {};
+    return {&c, cursor - c.iPosition, c.GetEnd()};
+  };
+  std::vector<FadeTarget> const targets = fadeIn ? FadeTargets(head) : FadeTargets(tail);
+  if (targets.empty()) {
+    View.Alert(kNoFadeTarget, "Select Region");
+    return;
+  }
+  if (DisallowIfLocked(targets)) return;
+  for (FadeTarget const& t : targets) {
+    if (fadeIn) {
+      t.pClip->FadeInRegion(t.iStart, t.iEnd, FadeTypeVolume);
+    } else {
+      t.pClip->FadeOutRegion(t.iStart, t.iEnd, FadeTypeVolume);
+    }
+  }
+  ClipsEdited(fadeIn ? "Fade in" : "Fade out");
+}
+
+void MainDialog::CmClipFadeIn() { FadeCommand(true); }
+
+void MainDialog::CmClipFadeOut() { FadeCommand(false); }
+
+void MainDialog::CmClipCrossFade() {
+  if (DisallowIfLocked()) return;
+  if (!Project.CrossFadeClips()) {
+    View.Alert("The cross fade could not be applied. Please make sure you have two overlapping clips selected.",
+               "Cross fade not completed");
+    return;
+  }
+  ClipsEdited("Clips Crossfaded");
+}
+
+void MainDialog::CmClipAddFade() {
+  std::vector<TDClip*> const selected = SelectedClips();
+  bool const under = std::any_of(selected.begin(), selected.end(), [this](TDClip* c) {
+    return c->iPosition < iCursor && iCursor < c->GetEndTime();
+  });
+  if (!under) {
+    View.Alert("Please put the cursor over a selected clip to add a fade point there.", "Add Fade Point");
+    return;
+  }
+  if (DisallowIfLocked()) return;
+  // A point that already stands at the cursor is no change.
+  if (Project.Clips.AddFadePoint(iCursor) == 0) return;
+  ClipsEdited("Fade Point Added");
+}
+
+void MainDialog::CmClipDeleteFade() {
+  auto const whole = [](TDClip& c, LSoundTime) -> FadeTarget { return {&c, 0, c.GetEnd()}; };
+  std::vector<FadeTarget> const targets = FadeTargets(whole);
+  if (targets.empty() || DisallowIfLocked(targets)) return;
+  bool changed = false;
+  for (FadeTarget const& t : targets) {
+    changed = ClearFadeRange(*t.pClip, t.iStart, t.iEnd, t.pClip->GetFadeTypeShown()) || changed;
+  }
+  if (changed) ClipsEdited("Fade Point Deleted");
 }
 
 // ---------------------------------------------------------------------------

@@ -346,3 +346,125 @@ TEST_F(ClipCommandsTest, MovingNudgingRenamingAndLocking) {
 }
 
 }  // namespace
+
+namespace {
+
+using Line = std::vector<std::pair<LSoundTime, double>>;
+
+Line LineOf(TDClip const& clip, FadeType type = FadeTypeVolume) {
+  Line out;
+  for (TDClipFadePoint const& p : clip.GetFadeListByType(type)) out.emplace_back(p.iPosition, p.dValue);
+  return out;
+}
+
+constexpr char kLocked[] = "Tandrel can't perform this action while the clip is locked. Please unlock the clip first.";
+
+// Fades in and out work on the selected clip under the cursor, or on the part of
+// each clip within the edit region; a refused command changes nothing.
+TEST_F(ClipCommandsTest, FadeInAndOutAtTheCursorOrOverTheRegion) {
+  TDClip* a = Place(0, 1000);  // 1000..3000
+  Line const flat{{0, 0.0}, {2000, 0.0}};
+  ASSERT_EQ(LineOf(*a), flat);
+  int const states = dialog.GetUndoPointCount();
+  dialog.SetCursorPosition(500);
+  dialog.Command(CM_CLIP_FADE_IN);
+  EXPECT_EQ(view.alerts.back().text,
+            "Please select the region of a clip you want to fade, or put the cursor over a selected clip.");
+  EXPECT_EQ(view.alerts.back().caption, "Select Region");
+  EXPECT_EQ(dialog.GetUndoPointCount(), states);
+  EXPECT_EQ(LineOf(*a), flat);
+
+  dialog.SetCursorPosition(1500);
+  engine.playing = true;
+  int const applies = view.clipApplies;
+  dialog.Command(CM_CLIP_FADE_IN);
+  EXPECT_EQ(LineOf(*a), (Line{{0, -1.0}, {500, 0.0}, {2000, 0.0}}));
+  EXPECT_EQ(dialog.GetUndoPointName(), "Fade in");
+  EXPECT_EQ(engine.restarts, 1);  // the playing mix is rebuilt
+  EXPECT_GT(view.clipApplies, applies);
+  engine.playing = false;
+
+  dialog.SetCursorPosition(2600);
+  dialog.Command(CM_CLIP_FADE_OUT);
+  EXPECT_EQ(LineOf(*a), (Line{{0, -1.0}, {500, 0.0}, {1600, 0.0}, {2000, -1.0}}));
+  EXPECT_EQ(dialog.GetUndoPointName(), "Fade out");
+
+  a->bLocked = true;
+  int const before = dialog.GetUndoPointCount();
+  dialog.SetCursorPosition(1200);
+  dialog.Command(CM_CLIP_FADE_OUT);
+  EXPECT_EQ(view.infoBar.back(), kLocked);
+  EXPECT_EQ(view.flashes, 1);
+  EXPECT_EQ(dialog.GetUndoPointCount(), before);
+  EXPECT_EQ(LineOf(*a), (Line{{0, -1.0}, {500, 0.0}, {1600, 0.0}, {2000, -1.0}}));
+  a->bLocked = false;
+
+  // A region over tracks 0 and 1 from 2500 to 3500: the clips there fade, each
+  // over its own part of it, selected or not; the clip on track 2 does not.
+  TDClip* b = Place(1, 2000);  // 2000..4000
+  TDClip* c = Place(2, 2000);
+  Project().SetEditRegion(2500, 3500, 0, 1);
+  dialog.Command(CM_CLIP_FADE_OUT);
+  EXPECT_EQ(LineOf(*a), (Line{{0, -1.0}, {500, 0.0}, {1500, 0.0}, {2000, -1.0}}));
+  EXPECT_EQ(LineOf(*b), (Line{{0, 0.0}, {500, 0.0}, {1500, -1.0}, {2000, 0.0}}));
+  EXPECT_EQ(LineOf(*c), flat);
+  // The same region, with one of its clips locked, refuses for all.
+  b->bLocked = true;
+  dialog.Command(CM_CLIP_FADE_IN);
+  EXPECT_EQ(view.infoBar.back(), kLocked);
+  EXPECT_EQ(LineOf(*a), (Line{{0, -1.0}, {500, 0.0}, {1500, 0.0}, {2000, -1.0}}));
+}
+
+TEST_F(ClipCommandsTest, CrossFadeAddAndDeleteFadePoints) {
+  TDClip* a = Place(0, 1000);  // 1000..3000
+  TDClip* b = Place(1, 2000);  // 2000..4000, selected alone
+  dialog.Command(CM_CLIP_CROSS_FADE);
+  EXPECT_EQ(view.alerts.back().text,
+            "The cross fade could not be applied. Please make sure you have two overlapping clips selected.");
+  EXPECT_EQ(view.alerts.back().caption, "Cross fade not completed");
+  a->bSelected = true;
+  a->bLocked = true;
+  dialog.Command(CM_CLIP_CROSS_FADE);
+  EXPECT_EQ(view.infoBar.back(), kLocked);
+  EXPECT_EQ(LineOf(*b), (Line{{0, 0.0}, {2000, 0.0}}));
+  a->bLocked = false;
+  dialog.Command(CM_CLIP_CROSS_FADE);
+  EXPECT_EQ(LineOf(*a), (Line{{0, 0.0}, {1000, 0.0}, {2000, -1.0}}));
+  EXPECT_EQ(LineOf(*b), (Line{{0, -1.0}, {1000, 0.0}, {2000, 0.0}}));
+  EXPECT_EQ(dialog.GetUndoPointName(), "Clips Crossfaded");
+
+  // A point goes on the line the clip's track shows.
+  Clips().DeselectAllClips();
+  b->bSelected = true;
+  Project().Tracks.GetTrack(1)->iFadeTypeShown = FadeTypePan;
+  dialog.SetCursorPosition(5000);
+  dialog.Command(CM_CLIP_ADD_FADE_POINT);
+  EXPECT_EQ(view.alerts.back().text, "Please put the cursor over a selected clip to add a fade point there.");
+  dialog.SetCursorPosition(3500);
+  dialog.Command(CM_CLIP_ADD_FADE_POINT);
+  EXPECT_EQ(LineOf(*b, FadeTypePan), (Line{{0, 0.0}, {1500, 0.0}, {2000, 0.0}}));
+  EXPECT_EQ(LineOf(*b).size(), 3u);
+  EXPECT_EQ(dialog.GetUndoPointName(), "Fade Point Added");
+  int const states = dialog.GetUndoPointCount();
+  dialog.Command(CM_CLIP_ADD_FADE_POINT);  // one is there already
+  EXPECT_EQ(dialog.GetUndoPointCount(), states);
+
+  // Deleting over the region clears the shown line there, ends included;
+  // without a region, the selected clips' whole shown lines.
+  b->GetFadeListByType(FadeTypePan).back().dValue = 0.5;
+  Project().SetEditRegion(3000, 4000, 1, 1);
+  dialog.Command(CM_CLIP_DELETE_FADE_POINTS);
+  EXPECT_EQ(LineOf(*b, FadeTypePan), (Line{{0, 0.0}, {2000, 0.0}}));
+  EXPECT_EQ(LineOf(*b), (Line{{0, -1.0}, {1000, 0.0}, {2000, 0.0}}));  // not shown: left alone
+  EXPECT_EQ(dialog.GetUndoPointName(), "Fade Point Deleted");
+  Project().ResetEditRegion();
+  Clips().DeselectAllClips();
+  a->bSelected = true;
+  dialog.Command(CM_CLIP_DELETE_FADE_POINTS);
+  EXPECT_EQ(LineOf(*a), (Line{{0, 0.0}, {2000, 0.0}}));
+  int const cleared = dialog.GetUndoPointCount();
+  dialog.Command(CM_CLIP_DELETE_FADE_POINTS);  // nothing left to clear
+  EXPECT_EQ(dialog.GetUndoPointCount(), cleared);
+}
+
+}  // namespace

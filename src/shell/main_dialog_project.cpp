@@ -120,6 +120,7 @@ bool MainDialog::RecoverCrashedProject() {
   }
   Project.szFilePath = last;
   Project.ResetEnd();
+  Project.Clips.ValidateFadePoints();
   HistoryAddState("Open Project");
   View.UIProjectStateApply();
   View.UIClipsApply();
@@ -240,6 +241,9 @@ bool MainDialog::ProjectLoad(const std::string& path) {
   AddRecentProject(path);
   Project.ResetEnd();
   Project.Clips.PreserveAudioCuts();
+  // A file may carry lines that don't fit their clips (written by hand, or
+  // before the clip was cut): each is fitted to its clip before anything plays.
+  Project.Clips.ValidateFadePoints();
   ProjectCheckIntegrity();
   HistoryAddState("Open Project");
   SetProjectClean();

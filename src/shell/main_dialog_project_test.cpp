@@ -232,3 +232,29 @@ TEST_F(ProjectCommandsTest, EditsComeBackAfterACrash) {
 }
 
 }  // namespace
+
+namespace {
+
+// A file may hold lines that don't fit their clips; an opened project has them
+// fitted before anything plays or is drawn.
+TEST_F(ProjectCommandsTest, AnOpenedProjectHasItsClipLinesFitted) {
+  FakeView view;
+  FakeLoop loop;
+  FakeEngine engine;
+  MainDialog dialog{view, loop, engine};
+  dialog.InitDialog();
+  std::string const song = SavedSong(dialog, view);
+  TDClip& clip = *dialog.GetProject().Clips.GetClips()[0];
+  clip.GetFadeListByType(FadeTypeVolume) = {{-1.0, 0, FadeTypeVolume}, {0.0, 400, FadeTypeVolume},
+                                            {0.5, 1500, FadeTypeVolume}};
+  ASSERT_TRUE(dialog.ProjectSave(song, "Save Project", false));
+
+  ASSERT_TRUE(dialog.ProjectLoad(song));
+  TDClip const& loaded = *dialog.GetProject().Clips.GetClips()[0];
+  ASSERT_EQ(loaded.GetEnd(), 1000);
+  std::vector<std::pair<LSoundTime, double>> line;
+  for (TDClipFadePoint const& p : loaded.GetFadeListByType(FadeTypeVolume)) line.emplace_back(p.iPosition, p.dValue);
+  EXPECT_EQ(line, (std::vector<std::pair<LSoundTime, double>>{{0, -1.0}, {400, 0.0}, {1000, 0.0}}));
+}
+
+}  // namespace

@@ -46,6 +46,16 @@ TEST_F(MainDialogTest, StartsInACleanDefaultProjectOfTwelveTracks) {
   EXPECT_TRUE(loop.IsArmed(MainDialog::TIMER_NAVIGATOR));
 }
 
+TEST_F(MainDialogTest, TheMixOpenersReadThePlaybackSpeedEachTime) {
+  // A speed other than 100 % is kept, though the mix still plays at normal speed.
+  LUserSettingSet("Settings", "PlaybackSpeed", 50);
+  dialog.GetProject().OpenNonLoopSource(44100, 2, nullptr);
+  EXPECT_EQ(dialog.GetProject().dPlaybackSpeed, 0.5);
+  LUserSettingSet("Settings", "PlaybackSpeed", 125);
+  dialog.GetProject().OpenSourceForExport(44100, 2, nullptr, false);
+  EXPECT_EQ(dialog.GetProject().dPlaybackSpeed, 1.25);
+}
+
 TEST_F(MainDialogTest, DefaultProjectDropsAStaleRecoveryFile) {
   fs::path recovery = scratch / "Default Project.tdpj.ProjectData" / "Recover.tdpj-recover";
   { std::FILE* f = std::fopen(recovery.c_str(), "w"); ASSERT_NE(f, nullptr); std::fclose(f); }

@@ -132,3 +132,66 @@ bool LLoopSourceBase::ControlMessage(int code, long* value) {
   }
   return lssSource->ControlMessage(code, value);
 }
+
+LLoopSourcePrerollBase::LLoopSourcePrerollBase(LSoundSource const& source, int preStart, int loopStart, int loopEnd)
+    : LSoundProcessBase(source, source->GetChannels(), LSoundPeakUnknown),
+      lssLoop(new LLoopSourceBase(source, loopStart, loopEnd)) {
+  Seek(preStart);
+}
+
+void LLoopSourcePrerollBase::Read(float* buffer, int frames) {
+  if (frames <= 0) return;
+  int const ch = nChans;
+  if (!bLooping) {
+    std::int64_t const left = std::int64_t{lssLoop->GetLoopEnd()} - lssSource->GetPositionSample();
+    if (left >= frames) {
+      lssSource->Read(buffer, frames);
+      return;
+    }
+    if (left > 0) {
+      int const n = static_cast<int>(left);
+      lssSource->Read(buffer, n);
+      buffer += static_cast<std::ptrdiff_t>(n) * ch;
+      frames -= n;
+    }
+    bLooping = true;
+  }
+  lssLoop->Read(buffer, frames);
+}
+
+void LLoopSourcePrerollBase::Seek(int frame) {
+  bLooping = frame >= lssLoop->GetLoopEnd();
+  if (bLooping) {
+    lssLoop->Seek(frame);
+  } else {
+    lssSource->Seek(frame);
+  }
+}
+
+int LLoopSourcePrerollBase::AdjustRelativeOffset(int offset, int position) {
+  if (bLooping) return lssLoop->AdjustRelativeOffset(offset, position);
+  int const below = lssSource->AdjustRelativeOffset(offset, position);
+  std::int64_t t = std::int64_t{position} + below;
+  // Frames of the run-in stand where they are; only those past the loop's end
+  // have come round again.
+  if (t > lssLoop->GetLoopEnd()) t = lssLoop->Fold(t);
+  return ClampToInt(t - position);
+}
+
+bool LLoopSourcePrerollBase::ControlMessage(int code, long* value) {
+  if (bLooping || value == nullptr) return lssLoop->ControlMessage(code, value);
+  if (code == LSoundControl::TranslateOffset) {
+    lssSource->ControlMessage(code, value);
+    std::int64_t const here = lssSource->GetPositionSample();
+    std::int64_t t = here + std::clamp<long>(*value, INT_MIN, INT_MAX);
+    if (t > lssLoop->GetLoopEnd()) t = lssLoop->Fold(t);
+    *value = static_cast<long>(t - here);
+    return true;
+  }
+  if (code == LSoundControl::FoldIntoLoop) {
+    // In the run-in a position before the loop is where the sound really is.
+    lssSource->ControlMessage(code, value);
+    return true;
+  }
+  return lssSource->ControlMessage(code, value);
+}

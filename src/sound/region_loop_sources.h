@@ -40,12 +40,40 @@ class LLoopSourceBase : public LSoundProcessBase {
 
   int GetLoopStart() const { return sStart; }
   int GetLoopEnd() const { return sEnd; }
-
- private:
   // Maps a position on the unrolled timeline into [start, end].
   std::int64_t Fold(std::int64_t position) const;
 
+ private:
   int sStart;
   int sEnd;
   int sLength;
+};
+
+// A run-in, then a loop: plays the source from `preStart` up to the loop's end and
+// from then on loops between `loopStart` and `loopEnd`, without end. Recording
+// into a loop starts this way, so the pre-roll before the loop is heard once.
+//
+// Unlike a plain loop, a position before the loop start is not folded into the
+// loop while the run-in lasts: a seek there plays on from that position. A seek at
+// or past the loop end goes into the loop.
+class LLoopSourcePrerollBase : public LSoundProcessBase {
+ public:
+  LLoopSourcePrerollBase(LSoundSource const& source, int preStart, int loopStart, int loopEnd);
+
+  void Read(float* buffer, int frames) override;
+  int GetEndSample() const override { return 0x7FFFFFFF; }
+  void Seek(int frame) override;
+  int AdjustRelativeOffset(int offset, int position) override;
+  bool ControlMessage(int code, long* value) override;
+
+  bool IsLooping() const { return bLooping; }
+  // The loop as fitted into the source.
+  int GetLoopStart() const { return lssLoop->GetLoopStart(); }
+  int GetLoopEnd() const { return lssLoop->GetLoopEnd(); }
+
+ private:
+  // The loop over the same source: once the run-in reaches the loop's end it
+  // takes over, finding the source standing at its end.
+  LSoundSourceTransparent<LLoopSourceBase> lssLoop;
+  bool bLooping = false;
 };

@@ -150,3 +150,47 @@ TEST(LoopSource, EmptyLoopIsSilentAndNeverDividesByZero) {
   onEmpty.Read(buf, 4);
   EXPECT_EQ(buf[0] + buf[1] + buf[2] + buf[3], 0.0f);
 }
+
+TEST(LoopSourcePreroll, RunsInOnceThenLoopsOnTheExactFrame) {
+  auto* raw = new LTestFunctionSource(48000, 2, 1000, TestRamp);
+  LSoundSource pre = LSoundSource::Make<LLoopSourcePrerollBase>(LSoundSource(raw), 20, 100, 200);
+  EXPECT_EQ(pre->GetEndSample(), 0x7FFFFFFF);
+  EXPECT_EQ(raw->sPosition, 20);  // made standing at the run-in's start
+  // 20..199 once, then 100..199 round and round, whatever the read sizes.
+  ExpectFrames(ReadAll(pre, 400, 33), 2,
+               Cat(Cat(Cat(Span(20, 180), Span(100, 100)), Span(100, 100)), Span(100, 20)));
+  EXPECT_TRUE(dynamic_cast<LLoopSourcePrerollBase*>(pre.Get())->IsLooping());
+
+  // A seek before the loop plays the run-in again from there; one at or past the
+  // loop's end goes into the loop.
+  pre->Seek(60);
+  ExpectFrames(ReadAll(pre, 150, 64), 2, Cat(Span(60, 140), Span(100, 10)));
+  pre->Seek(230);
+  EXPECT_EQ(raw->sPosition, 130);
+  ExpectFrames(ReadAll(pre, 80), 2, Cat(Span(130, 70), Span(100, 10)));
+  // A run-in that starts inside the loop is a plain loop from there.
+  LSoundSource inside = LSoundSource::Make<LLoopSourcePrerollBase>(MakeRampSource(48000, 1, 1000), 150, 100, 200);
+  ExpectFrames(ReadAll(inside, 100), 1, Cat(Span(150, 50), Span(100, 50)));
+}
+
+TEST(LoopSourcePreroll, OffsetsFoldOnlyWhatCameRound) {
+  auto* raw = new LTestFunctionSource(48000, 1, 1000, TestRamp);
+  LSoundSource pre = LSoundSource::Make<LLoopSourcePrerollBase>(LSoundSource(raw), 20, 100, 200);
+  // In the run-in a frame before the loop is really there; one past its end has
+  // come round into the loop.
+  EXPECT_EQ(pre->AdjustRelativeOffset(-40, 60), -40);
+  EXPECT_EQ(pre->AdjustRelativeOffset(30, 190), -70);
+  long v = 50;
+  EXPECT_TRUE(pre->ControlMessage(LSoundControl::FoldIntoLoop, &v));
+  EXPECT_EQ(v, 50);
+  raw->sPosition = 190;
+  v = 30;
+  EXPECT_TRUE(pre->ControlMessage(LSoundControl::TranslateOffset, &v));
+  EXPECT_EQ(v, -70);
+  // Once looping, positions before the loop fold like a plain loop's.
+  pre->Seek(250);
+  EXPECT_EQ(pre->AdjustRelativeOffset(-100, 150), 0);
+  v = 50;
+  EXPECT_TRUE(pre->ControlMessage(LSoundControl::FoldIntoLoop, &v));
+  EXPECT_EQ(v, 150);
+}

@@ -1,6 +1,7 @@
 #include "ui/main_window.h"
 
 #include <QAction>
+#include <QHBoxLayout>
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -11,6 +12,8 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QScrollBar>
+#include <QSignalBlocker>
 #include <QStatusBar>
 #include <QToolTip>
 #include <QVBoxLayout>
@@ -19,6 +22,8 @@
 #include "shell/main_dialog.h"
 #include "ui/effect_chain_panel.h"
 #include "ui/qt_progress.h"
+#include "ui/time_ruler.h"
+#include "ui/track_area.h"
 #include "ui/track_control.h"
 
 namespace {
@@ -40,27 +45,97 @@ TDQtMainWindow::TDQtMainWindow(QWidget* parent) : QMainWindow(parent) {
   infoBar->setVisible(false);
   column->addWidget(infoBar);
 
+  // The ruler sits above the lanes, beside a blank the width of the headers.
+  auto* rulerRow = new QHBoxLayout;
+  rulerRow->setContentsMargins(0, 0, 0, 0);
+  rulerRow->setSpacing(0);
+  rulerCorner = new QWidget(central);
+  rulerCorner->setFixedWidth(kHeaderWidth);
+  rulerRow->addWidget(rulerCorner);
+  rulerHolder = new QHBoxLayout;
+  rulerRow->addLayout(rulerHolder, 1);
+  // Room over the lanes' scroll bar, so ruler and lanes map time to the same columns.
+  rulerScrollGap = new QWidget(central);
+  rulerRow->addWidget(rulerScrollGap);
+  column->addLayout(rulerRow);
+
+  // Headers and lanes scroll up and down together; across, the view of the time
+  // line moves instead, through the scroll bar below.
   trackArea = new QScrollArea(central);
   trackArea->setWidgetResizable(true);
+  trackArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  trackArea->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+  rulerScrollGap->setFixedWidth(trackArea->verticalScrollBar()->sizeHint().width() + trackArea->frameWidth());
+  rulerCorner->setFixedWidth(kHeaderWidth + trackArea->frameWidth());
   trackHolder = new QWidget(trackArea);
-  trackLayout = new QVBoxLayout(trackHolder);
+  auto* lanes = new QHBoxLayout(trackHolder);
+  lanes->setContentsMargins(0, 0, 0, 0);
+  lanes->setSpacing(0);
+  auto* headers = new QWidget(trackHolder);
+  headers->setFixedWidth(kHeaderWidth);
+  trackLayout = new QVBoxLayout(headers);
   trackLayout->setContentsMargins(0, 0, 0, 0);
-  trackLayout->setSpacing(1);
+  trackLayout->setSpacing(0);
   trackLayout->addStretch(1);
+  lanes->addWidget(headers, 0, Qt::AlignTop);
+  laneHolder = new QVBoxLayout;
+  lanes->addLayout(laneHolder, 1);
   trackArea->setWidget(trackHolder);
   column->addWidget(trackArea, 1);
+
+  timeScroll = new QScrollBar(Qt::Horizontal, central);
+  timeScroll->setObjectName(QStringLiteral("timeScroll"));
+  connect(timeScroll, &QScrollBar::valueChanged, this, [this](int value) {
+    LSoundTime const span = TimeLine.GetViewEnd() - TimeLine.GetViewStart();
+    TimeLine.SetViewRegion(value, value + span);
+  });
+  column->addWidget(timeScroll);
+  TimeLine.AddNotify(this);
 
   setCentralWidget(central);
   statusBar()->showMessage(tr("Ready"));
 }
 
-TDQtMainWindow::~TDQtMainWindow() = default;
+TDQtMainWindow::~TDQtMainWindow() { TimeLine.RemoveNotify(this); }
+
+void TDQtMainWindow::TimeLineChanged(LTimeLine& line) {
+  // The scroll bar shows the view inside the project; setting it must not echo back.
+  QSignalBlocker const quiet(timeScroll);
+  LSoundTime const span = line.GetViewEnd() - line.GetViewStart();
+  timeScroll->setRange(0, std::max<LSoundTime>(0, line.GetEnd() - span));
+  timeScroll->setPageStep(span);
+  timeScroll->setSingleStep(std::max<LSoundTime>(1, span / 20));
+  timeScroll->setValue(line.GetViewStart());
+}
+
+void TDQtMainWindow::SyncTimeLine() {
+  if (!Controller) return;
+  TDProject const& project = Controller->GetProject();
+  TimeLine.SetEnd(project.GetEnd());
+  TimeLine.SetTempoChanges(project.Metronome.GetTempoChanges());
+  TimeLine.SetPosition(Controller->GetCursorPosition());
+  TimeLineChanged(TimeLine);
+}
 
 void TDQtMainWindow::SetController(MainDialog* controller) {
   // Rows talk to the controller directly, so they go before it may.
   for (TDTrackControl* row : trackControls) delete row;
   trackControls.clear();
+  delete lanesWidget;
+  lanesWidget = nullptr;
+  delete ruler;
+  ruler = nullptr;
   Controller = controller;
+  if (Controller) {
+    lanesWidget = new TDTrackArea(*Controller, TimeLine, trackHolder);
+    laneHolder->addWidget(lanesWidget, 0, Qt::AlignTop);
+    ruler = new TDTimeRuler(*Controller, TimeLine, this);
+    rulerHolder->addWidget(ruler);
+    connect(ruler, &TDTimeRuler::CursorMoved, lanesWidget, [this] { lanesWidget->update(); });
+    SyncTimeLine();
+    // Start with the whole project in view.
+    TimeLine.SetViewRegion(0, TimeLine.GetEnd());
+  }
   BuildMenus();
   RebuildTracks();
 }
@@ -120,6 +195,12 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(clip, tr("&Lock/Unlock"), CM_CLIP_LOCK_TOGGLE, QKeySequence(Qt::CTRL | Qt::Key_L));
   AddCommand(clip, tr("&Restore to Original"), CM_CLIP_RESTORE);
   AddCommand(clip, tr("Set as Trim/Expand base"), CM_CLIP_SET_BASE);
+  clip->addSeparator();
+  AddCommand(clip, tr("Fade &In"), CM_CLIP_FADE_IN);
+  AddCommand(clip, tr("Fade O&ut"), CM_CLIP_FADE_OUT);
+  AddCommand(clip, tr("Cross &Fade"), CM_CLIP_CROSS_FADE);
+  AddCommand(clip, tr("Add Fade &Point"), CM_CLIP_ADD_FADE_POINT);
+  AddCommand(clip, tr("Delete Fade Points"), CM_CLIP_DELETE_FADE_POINTS);
   clip->addSeparator();
   AddCommand(clip, tr("Move to &Cursor"), CM_CLIP_MOVE_TO_CURSOR);
   AddCommand(clip, tr("Move to S&tart"), CM_CLIP_MOVE_TO_START);
@@ -198,6 +279,8 @@ void TDQtMainWindow::RebuildTracks() {
     trackControls.push_back(row);
   }
   for (TDTrackControl* row : trackControls) row->Apply();
+  if (lanesWidget) lanesWidget->TracksChanged();
+  SyncTimeLine();
 }
 
 void TDQtMainWindow::Alert(const std::string& text, const std::string& caption) {
@@ -270,9 +353,13 @@ void TDQtMainWindow::UIProjectStateApply() {
   if (Controller) TDEffectChainPanel::CloseStale(*Controller, this);
 }
 
-// The timeline that draws clips is still to come; a clip command can add tracks
-// (expanding takes), so the rows are rebuilt.
-void TDQtMainWindow::UIClipsApply() { RebuildTracks(); }
+// A clip command can add tracks (expanding takes) and move the project's end, so
+// the rows and the time line follow before the lanes are drawn again.
+void TDQtMainWindow::UIClipsApply() {
+  RebuildTracks();
+  if (lanesWidget) lanesWidget->update();
+  if (ruler) ruler->update();
+}
 
 void TDQtMainWindow::FlashLockedClips() { QApplication::beep(); }
 

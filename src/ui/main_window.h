@@ -4,17 +4,22 @@
 #include <vector>
 
 #include "shell/main_window_view.h"
+#include "timeline/time_line.h"
 
 class MainDialog;
 class QAction;
 class QLabel;
 class QVBoxLayout;
 class QScrollArea;
+class QScrollBar;
+class QHBoxLayout;
+class TDTimeRuler;
+class TDTrackArea;
 class TDTrackControl;
 
 // The main window. It draws the project and turns the user's clicks and keys
 // into controller commands; it decides nothing itself.
-class TDQtMainWindow : public QMainWindow, public TDMainWindowView {
+class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTimeLineNotify {
   Q_OBJECT
  public:
   explicit TDQtMainWindow(QWidget* parent = nullptr);
@@ -27,6 +32,11 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView {
   TDTrackControl* TrackControlAt(int track) const;
   QAction* CommandAction(int id) const;
   QString InfoBarText() const;
+  TDTrackArea* TrackArea() const { return lanesWidget; }
+  TDTimeRuler* Ruler() const { return ruler; }
+  LTimeLine& GetTimeLine() { return TimeLine; }
+
+  void TimeLineChanged(LTimeLine& line) override;
 
   // TDMainWindowView
   void Alert(const std::string& text, const std::string& caption) override;
@@ -56,6 +66,18 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView {
   void BuildMenus();
   QAction* AddCommand(QMenu* menu, const QString& text, int id, const QKeySequence& key = {});
   void RebuildTracks();
+  // The time line takes the project's end, tempo and cursor.
+  void SyncTimeLine();
+
+  static constexpr int kHeaderWidth = 300;
+  LTimeLine TimeLine;
+  TDTrackArea* lanesWidget = nullptr;
+  TDTimeRuler* ruler = nullptr;
+  QWidget* rulerCorner;
+  QWidget* rulerScrollGap;
+  QHBoxLayout* rulerHolder;
+  QVBoxLayout* laneHolder;
+  QScrollBar* timeScroll;
 
   MainDialog* Controller = nullptr;
   QScrollArea* trackArea;

@@ -10,6 +10,7 @@
 #include <cmath>
 
 #include "shell/main_dialog.h"
+#include "timeline/track_pixel_mapping.h"
 #include "ui/effect_chain_panel.h"
 
 namespace {
@@ -162,7 +163,8 @@ void TDTrackControl::Apply() {
   collapseButton->setArrowType(t->bCollapsed ? Qt::RightArrow : Qt::DownArrow);
   collapseButton->setToolTip(t->bCollapsed ? tr("Expand") : tr("Collapse"));
   detailRow->setVisible(!t->bCollapsed);
-  setFixedHeight(t->bCollapsed ? 28 : 56);
+  // A header stands as tall as its lane, rows of automation included.
+  setFixedHeight(TDTrackPixelMapping(Controller.GetProject().Tracks).GetTrackHeight(iTrack));
 
   QPalette pal = palette();
   QColor base = palette().color(QPalette::Window);

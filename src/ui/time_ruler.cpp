@@ -1,0 +1,105 @@
+#include "ui/time_ruler.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <algorithm>
+#include <cmath>
+
+#include "shell/main_dialog.h"
+#include "shell/user_settings.h"
+#include "timeline/pixel_time_mapper.h"
+#include "timeline/project_control.h"
+#include "timeline/time_beat_mapper.h"
+
+TDTimeRuler::TDTimeRuler(MainDialog& controller, LTimeLine& timeLine, QWidget* parent)
+    : QWidget(parent), Controller(controller), TimeLine(timeLine) {
+  setObjectName(QStringLiteral("timeRuler"));
+  setFixedHeight(28);
+  TimeLine.AddNotify(this);
+}
+
+TDTimeRuler::~TDTimeRuler() { TimeLine.RemoveNotify(this); }
+
+void TDTimeRuler::TimeLineChanged(LTimeLine&) { update(); }
+
+QString TDTimeRuler::TimeLabel(LSoundTime ms, double step) {
+  bool const negative = ms < 0;
+  long long const a = std::llabs(static_cast<long long>(ms));
+  QString text = QStringLiteral("%1:%2").arg(a / 60000).arg((a / 1000) % 60, 2, 10, QLatin1Char('0'));
+  if (step < 1000) text += QStringLiteral(".%1").arg(a % 1000, 3, 10, QLatin1Char('0'));
+  return negative ? QStringLiteral("-") + text : text;
+}
+
+void TDTimeRuler::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  QPalette const& pal = palette();
+  painter.fillRect(rect(), pal.color(QPalette::Window));
+  TDPixelSoundTimeMapper const map(0, std::max(1, width()), TimeLine.GetViewStart(), TimeLine.GetViewEnd());
+  TDProject const& project = Controller.GetProject();
+
+  // The selected region as a band along the bottom.
+  TDEditRegion const& region = project.GetEditRegion();
+  if (region.iStart != region.iEnd) {
+    QColor band = pal.color(QPalette::Highlight);
+    band.setAlpha(120);
+    painter.fillRect(QRect(QPoint(map.MapSoundTimeToPixel(region.iStart), height() - 6),
+                           QPoint(map.MapSoundTimeToPixel(region.iEnd), height() - 1)),
+                     band);
+  }
+
+  QFont font = painter.font();
+  font.setPixelSize(10);
+  painter.setFont(font);
+  painter.setPen(pal.color(QPalette::WindowText));
+  double const span = TimeLine.GetViewEnd() - TimeLine.GetViewStart();
+  bool const beats = LUserSettingGet("Settings", "TimelineMode", 0) == TDProjectControl::kTimelineModeBeats;
+  if (beats) {
+    // Bars and beats: a tick a beat when there is room, a label a bar.
+    auto const& tempos = project.Metronome.GetTempoChanges();
+    int const perBar = std::max(1, project.iTimeSignatureBeats);
+    double const first = std::floor(LTimeBeatMapper::GetBeatFromTime(TimeLine.GetViewStart(), tempos, 0, 0.0));
+    double const last = LTimeBeatMapper::GetBeatFromTime(TimeLine.GetViewEnd(), tempos, 0, 0.0);
+    double const pixelsPerBeat = width() / std::max(1.0, last - first);
+    int barStep = 1;
+    while (pixelsPerBeat * perBar * barStep < 40) barStep *= 2;
+    for (double b = first; b <= last; b += 1.0) {
+      int const beat = static_cast<int>(b);
+      bool const bar = beat % perBar == 0;
+      if (!bar && pixelsPerBeat < 6) continue;
+      int const x = map.MapSoundTimeToPixel(LTimeBeatMapper::GetTimeFromBeat(b, tempos, 0.0, 0));
+      painter.drawLine(x, bar ? 10 : 20, x, height() - 1);
+      int const barNumber = beat / perBar;
+      if (bar && barNumber % barStep == 0) painter.drawText(x + 3, 10, QString::number(barNumber + 1));
+    }
+  } else {
+    double const step = TDGetTimeInterval(span, width(), 10);
+    double const major = step * 10;
+    for (double t = std::ceil(TimeLine.GetViewStart() / step) * step; t <= TimeLine.GetViewEnd(); t += step) {
+      int const x = map.MapSoundTimeToPixel(static_cast<LSoundTime>(std::llround(t)));
+      bool const labelled = std::fmod(std::fabs(t), major) < 0.5;
+      painter.drawLine(x, labelled ? 12 : (std::fmod(std::fabs(t), major / 2) < 0.5 ? 18 : 22), x, height() - 1);
+      if (labelled) painter.drawText(x + 3, 10, TimeLabel(static_cast<LSoundTime>(std::llround(t)), step));
+    }
+  }
+
+  // Bookmarks as small flags in their colours.
+  for (auto const& mark : project.GetBookmarks()) {
+    int const x = map.MapSoundTimeToPixel(mark.iPosition);
+    QColor const c(mark.Colour.uRed >> 8, mark.Colour.uGreen >> 8, mark.Colour.uBlue >> 8);
+    painter.fillRect(QRect(x, 0, 6, 8), c);
+    painter.setPen(c);
+    painter.drawLine(x, 0, x, height() - 1);
+  }
+
+  painter.setPen(QPen(QColor(200, 40, 40), 1));
+  int const cursor = map.MapSoundTimeToPixel(Controller.GetCursorPosition());
+  painter.drawLine(cursor, 0, cursor, height() - 1);
+}
+
+void TDTimeRuler::mousePressEvent(QMouseEvent* event) {
+  TDPixelSoundTimeMapper const map(0, std::max(1, width()), TimeLine.GetViewStart(), TimeLine.GetViewEnd());
+  LSoundTime const time = std::max<LSoundTime>(0, map.MapPixelToSoundTime(static_cast<int>(event->position().x())));
+  Controller.SetCursorPosition(time);
+  TimeLine.SetPosition(time);
+  emit CursorMoved(time);
+}

@@ -1,0 +1,33 @@
+#pragma once
+#include <QWidget>
+
+#include "timeline/time_line.h"
+
+class MainDialog;
+
+// The ruler above the track area: time (or bars and beats, with "TimelineMode"
+// 3) at round steps, the bookmarks, the selected region and the cursor. A click
+// moves the cursor there.
+class TDTimeRuler : public QWidget, public LTimeLineNotify {
+  Q_OBJECT
+ public:
+  TDTimeRuler(MainDialog& controller, LTimeLine& timeLine, QWidget* parent = nullptr);
+  ~TDTimeRuler() override;
+
+  void TimeLineChanged(LTimeLine& line) override;
+  QSize sizeHint() const override { return {800, 28}; }
+  // The label of a time as the ruler writes it: minutes, seconds and, when the
+  // step is finer than a second, milliseconds.
+  static QString TimeLabel(LSoundTime ms, double step);
+
+ signals:
+  void CursorMoved(LSoundTime ms);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+
+ private:
+  MainDialog& Controller;
+  LTimeLine& TimeLine;
+};
