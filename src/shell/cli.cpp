@@ -54,7 +54,9 @@ const char kUsage[] =
     "      --rate N           convert to N frames a second\n"
     "      --channels N       mix or spread to N channels\n"
     "  export IN OUT          write IN as OUT in any format Tandrel exports, by OUT's\n"
-    "                         extension, with the encoder settings of Tandrel's preferences\n"
+    "                         extension, with the encoder settings of Tandrel's preferences;\n"
+    "                         IN may be a project (.tdpj): its mix, in stereo, as far as the\n"
+    "                         last clip heard\n"
     "      --rate N           export at N frames a second (default: IN's)\n"
     "      --channels N       export N channels (default: IN's)\n"
     "  Headerless input (.raw, .pcm) takes --raw RATE,CHANNELS,CODEC[,OFFSET]; CODEC is\n"
@@ -491,6 +493,11 @@ int CmdExport(const Options& o, std::FILE* err, LProcessInterface& progress) {
   const std::string& in = o.positional[0];
   const std::string& outPath = o.positional[1];
   const std::string ext = ExtensionOf(outPath);
+  const bool isProject = ExtensionOf(in) == ".tdpj";
+  if (isProject && o.channels != 0 && o.channels != 2) {
+    std::fprintf(err, "tandrel-cli: a project exports in stereo; --channels is for files\n");
+    return kExitUsage;
+  }
   if (!LGenSinkIsSupported(ext) || LGenSinkIsPlaylist(ext)) {
     std::string list;
     for (const std::string& e : LGenSinkGetExtensions(false)) list += (list.empty() ? "" : " ") + e;
@@ -498,19 +505,27 @@ int CmdExport(const Options& o, std::FILE* err, LProcessInterface& progress) {
                  list.c_str());
     return kExitFailed;
   }
-  LSoundSource source;
-  if (int const code = OpenNamedInput(in, o, err, progress, source); code != kExitOk) return code;
-
-  TDExportSource job;
-  job.lssSource = source;
-  job.szPath = outPath;
-  job.iSampleRate = o.rate;
-  job.iChannels = o.channels;
-  job.szTitle = "Exporting";
   CliExportFace face(progress);
-  const LProcessResult result = Process(face, job);
-  source.Close();
-  job.lssSource.Close();
+  LProcessResult result = LProcessFailed;
+  if (isProject) {
+    TDProject project;
+    if (!TDCliLoadProject(in, project, err)) return kExitFailed;
+    TDExportProjectNormal job;
+    job.pProject = &project;
+    job.szPath = outPath;
+    job.iSampleRate = o.rate;
+    result = Process(face, job);
+  } else {
+    LSoundSource source;
+    if (int const code = OpenNamedInput(in, o, err, progress, source); code != kExitOk) return code;
+    TDExportSource job;
+    job.lssSource = source;
+    job.szPath = outPath;
+    job.iSampleRate = o.rate;
+    job.iChannels = o.channels;
+    job.szTitle = "Exporting";
+    result = Process(face, job);
+  }
   if (result == LProcessFinished) return kExitOk;
   // No half-made file stays: it would look finished to another program.
   LFile::Remove(outPath);

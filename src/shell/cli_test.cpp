@@ -387,6 +387,35 @@ TEST_F(CliExportTest, ExportWritesEveryKindAndInfoReadsItBack) {
   EXPECT_NE(mp3Info.out.find("Duration:  0:00:02.936\n"), std::string::npos) << mp3Info.out;
 }
 
+TEST_F(CliExportTest, AProjectExportsItsMix) {
+  {
+    LSoundSink sink = LWaveFile::OpenSinkFloat(Scratch("a.wav"), 8000, 1);
+    std::vector<float> v(6000);
+    for (int f = 0; f < 6000; ++f) v[static_cast<std::size_t>(f)] = static_cast<float>(f % 7) / 32;
+    sink->Write(v.data(), 6000);
+  }
+  const std::string song = Scratch("song.tdpj");
+  ASSERT_EQ(Cli({"new", song, "--rate", "8000", "--add", Scratch("a.wav") + "@0.5:3"}).code, 0);
+  CliRun r = Cli({"export", song, Scratch("mix.flac")});
+  ASSERT_EQ(r.code, 0) << r.err;
+  CliRun info = Cli({"info", Scratch("mix.flac")});
+  EXPECT_NE(info.out.find("Rate:      8000 Hz\n"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Channels:  2\n"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Frames:    10000\n"), std::string::npos) << info.out;
+  ASSERT_EQ(Cli({"convert", Scratch("mix.flac"), Scratch("mix.wav"), "--float"}).code, 0);
+  std::vector<float> const all = ReadAll(LWaveFile::OpenSource(Scratch("mix.wav")));
+  ASSERT_EQ(all.size(), 20000u);
+  for (int f = 0; f < 10000; ++f) {
+    float const want = f >= 4000 ? static_cast<float>((f - 4000) % 7) / 32 : 0.0f;
+    ASSERT_NEAR(all[static_cast<std::size_t>(2 * f)], want, 1.0f / 16384) << f;
+  }
+  EXPECT_EQ(Cli({"export", song, Scratch("x.wav"), "--channels", "1"}).code, 2);
+  // An empty project gives an empty file with a valid header.
+  ASSERT_EQ(Cli({"new", Scratch("empty.tdpj")}).code, 0);
+  ASSERT_EQ(Cli({"export", Scratch("empty.tdpj"), Scratch("empty.wav")}).code, 0);
+  EXPECT_NE(Cli({"info", Scratch("empty.wav")}).out.find("Frames:    0\n"), std::string::npos);
+}
+
 TEST_F(CliExportTest, ExportThatCannotBeDoneSaysWhyAndLeavesNoFile) {
   const std::string in = kPcm + "/wav/M1F1-int16-AFsp.wav";
   CliRun unknown = Cli({"export", in, Scratch("out.xyz")});

@@ -3,8 +3,10 @@
 #include <cstdio>
 
 #include "project/clip.h"
+#include "project/project.h"
 #include "shell/gen_sink_open.h"
 #include "shell/gen_source_open.h"
+#include "shell/user_settings.h"
 #include "sound/source_to_sink.h"
 
 std::string TDExportFailedText(std::string const& path) {
@@ -59,5 +61,30 @@ LProcessResult Process(LProcessInterface& pi, TDExportClip& job) {
   exportJob.iSampleRate = job.iSampleRate;
   exportJob.iChannels = 2;
   exportJob.szTitle = "Exporting Clip...";
+  return Process(pi, exportJob);
+}
+
+LProcessResult Process(LProcessInterface& pi, TDExportProjectNormal& job) {
+  std::string const ext = TDLowerExtension(job.szPath);
+  if (job.pProject == nullptr || !LGenSinkIsSupported(ext) || LGenSinkIsPlaylist(ext)) return LProcessFailed;
+  TDProject& project = *job.pProject;
+  int const rate = job.iSampleRate > 0 ? job.iSampleRate : project.PreferSampleRate.GetPreferredSampleRate();
+
+  // The mix is opened with the metronome off, and the user's choice is put back at
+  // once: the mix is a snapshot and keeps what it was opened with.
+  bool const metronome = project.Metronome.bMetronomeOn;
+  int const metronomeMode = LUserSettingGet("Settings", "MetronomeMode", 0);
+  project.Metronome.bMetronomeOn = false;
+  if (metronomeMode != 0) LUserSettingSet("Settings", "MetronomeMode", 0);
+  TDExportSource exportJob;
+  exportJob.lssSource = project.OpenSourceForExport(rate, 2, nullptr, job.bSelectionOnly);
+  project.Metronome.bMetronomeOn = metronome;
+  if (metronomeMode != 0) LUserSettingSet("Settings", "MetronomeMode", metronomeMode);
+
+  exportJob.szPath = job.szPath;
+  exportJob.iSampleRate = rate;
+  exportJob.iChannels = 2;
+  exportJob.pTags = job.pTags;
+  exportJob.szTitle = "Mixing down file...";
   return Process(pi, exportJob);
 }

@@ -6,6 +6,7 @@
 #include "sound/sound_source.h"
 
 class TDClip;
+class TDProject;
 
 // Export: a source (a clip, a file, the project's mix) pulled through the limiter of
 // the copy job into the sink that the target's extension names. No dither, no
@@ -28,6 +29,20 @@ struct TDExportSource {
 // left in place for the caller to keep or remove. An extension that no sink has
 // fails at once and makes no file; a missing encoder says which package brings it.
 LProcessResult Process(LProcessInterface& pi, TDExportSource& job);
+
+// The project's mix to a file, in stereo, as far as the last clip that is heard.
+// The metronome is silent in an export whatever its setting, which is put back
+// afterwards. MIDI clips are not rendered: this version has no synthesiser to
+// render them with, so only their audio partners are heard.
+struct TDExportProjectNormal {
+  TDProject* pProject = nullptr;
+  std::string szPath;
+  bool bSelectionOnly = false;  // only the selected stretch, when there is one
+  int iSampleRate = 0;          // 0: the project's
+  LSoundTags const* pTags = nullptr;
+};
+
+LProcessResult Process(LProcessInterface& pi, TDExportProjectNormal& job);
 
 // One clip to a file at the given rate, in stereo.
 struct TDExportClip {

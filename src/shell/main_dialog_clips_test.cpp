@@ -156,6 +156,40 @@ TEST_F(ClipCommandsTest, AnyFormatBecomesAClipAndAClipExportsToAnyFormat) {
   EXPECT_NEAR(tone.dRms, 0.25 / std::sqrt(2.0), 0.01);
 }
 
+// The project's mix goes out as far as the last clip heard, with the metronome
+// silent whatever its setting, which is as it was afterwards.
+TEST_F(ClipCommandsTest, TheProjectExportsItsMixWithoutTheMetronome) {
+  Place(2, 500);
+  Project().Metronome.bMetronomeOn = true;
+  LUserSettingSet("Settings", "MetronomeMode", 2);
+  TDExportProjectNormal job;
+  job.pProject = &Project();
+  job.szPath = (scratch / "mix.flac").string();
+  job.iSampleRate = 8000;
+  LTestProcessRecorder pi;
+  ASSERT_EQ(Process(pi, job), LProcessFinished) << (pi.Errors().empty() ? "" : pi.Errors()[0]);
+  EXPECT_TRUE(Project().Metronome.bMetronomeOn);
+  EXPECT_EQ(LUserSettingGet("Settings", "MetronomeMode", 0), 2);
+  EXPECT_EQ(pi.Statuses(0).front(), "Mixing down file...");
+
+  LSoundSource mix;
+  LGenSourceOpenInterfaceProcess face(pi);
+  ASSERT_EQ(ProcessGenSourceOpenSource(mix, job.szPath.c_str(), face), LProcessFinished);
+  EXPECT_EQ(mix->GetSampleRate(), 8000);
+  ASSERT_EQ(mix->GetChannels(), 2);
+  ASSERT_EQ(mix->GetEndSample(), 8000 * 5 / 2);
+  std::vector<float> const all = LTestReadToEnd(mix);
+  for (std::size_t i = 0; i < 4000 * 2; ++i) ASSERT_EQ(all[i], 0.0f) << "a click at frame " << i / 2;
+  LTestTone const tone = LTestMeasureTone(all, 2, 0, 8000, 4400, 19600);
+  EXPECT_NEAR(tone.dFrequency, 0.05 * 8000 / (2 * M_PI), 0.5);
+  EXPECT_GT(tone.dRms, 0.05);
+
+  // A playlist or an unknown type fails at once and makes nothing.
+  job.szPath = (scratch / "mix.m3u").string();
+  EXPECT_EQ(Process(pi, job), LProcessFailed);
+  EXPECT_FALSE(fs::exists(job.szPath));
+}
+
 TEST_F(ClipCommandsTest, DeleteAsksAndRefusesLockedClips) {
   TDClip* clip = Place(0, 0);
   clip->bLocked = true;
