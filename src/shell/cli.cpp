@@ -1,6 +1,9 @@
 #include "shell/cli.h"
 
 #include "shell/cli_project.h"
+#include "shell/export.h"
+#include "shell/gen_sink_open.h"
+#include "shell/gen_source_open.h"
 
 #include <algorithm>
 #include <cctype>
@@ -8,7 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "codecs/mp3_file.h"
 #include "foundation/byte_order.h"
 #include "foundation/file.h"
 #include "foundation/main_thread_queue.h"
@@ -24,6 +26,8 @@
 #include "sound/pcm_file.h"
 #include "sound/raw_file.h"
 #include "sound/sound_player.h"
+#include "sound/encoder_sinks.h"
+#include "sound/ffmpeg_source.h"
 #include "sound/source_to_sink.h"
 #include "sound/wave_file.h"
 
@@ -57,11 +61,21 @@ const char kUsage[] =
     "  play FILE              play FILE to the end (Ctrl-C stops it)\n"
     "      --device NAME      on the playback device of this name (default: the system's)\n"
     "  devices                the playback and recording devices, by the names --device takes\n"
+    "  export IN OUT          write IN as OUT in any format Tandrel exports, by OUT's\n"
+    "                         extension, with the encoder settings of Tandrel's preferences;\n"
+    "                         IN may be a project (.tdpj): its mix, in stereo, as far as the\n"
+    "                         last clip heard\n"
+    "      --rate N           export at N frames a second (default: IN's)\n"
+    "      --channels N       export N channels (default: IN's)\n"
     "  Headerless input (.raw, .pcm) takes --raw RATE,CHANNELS,CODEC[,OFFSET]; CODEC is\n"
     "  u8, s8, s16le, s16be, s24le, s24be, s32le, s32be, f32le, f32be, f64le, f64be, ulaw\n"
     "  or alaw. The same names choose a .raw output's body with --raw-codec.\n"
     "\n"
-    "Files: .wav, .aif, .aiff, .aifc, .au, .snd, .gsm, .mp3 (read only), .raw, .pcm\n"
+    "Files read: .wav, .aif, .aiff, .aifc, .au, .snd, .gsm, .mp3, .raw, .pcm, and through FFmpeg\n"
+    "  every other sound or video file it knows (.flac, .ogg, .m4a, .aac, .amr, .mp4, ...)\n"
+    "Files written by convert: .wav, .aif, .aiff, .aifc, .au, .gsm, .raw\n"
+    "Files written by export: .wav, .mov, .aifc, .mp3, .m4a, .m4r, .aac, .amr, .flac, .ogg,\n"
+    "  .mpc, .spx, .aiff, .aif, .au, .gsm, .raw, .rss (an MP3 and its podcast feed), .vox, .caf\n"
     "\n"
     "Options:\n"
     "  -h, --help     show this help and exit\n"
@@ -133,49 +147,14 @@ bool ParseRawSettings(const std::string& text, LRawSettings& raw) {
          (parts.size() == 3 || (ParseInt(parts[3], 0, 0x7FFFFFFF, offset) && (raw.iOffset = offset, true)));
 }
 
-// The sentence a user reads when a file cannot be opened, by the source's error state.
-std::string OpenErrorMessage(const LSoundSource& source, const std::string& path, const std::string& extension) {
-  switch (source->GetErrorState()) {
-    case 3: return "Cannot open the file \"" + path + "\" because it is corrupt.";
-    case 4: return "Cannot open the file \"" + path + "\". Check it exists and you have read access.";
-    case 5:
-      if (extension == ".wav")
-        return "Cannot open the file \"" + path +
-               "\" because it is using an unknown codec or is possibly not a real wave file.";
-      [[fallthrough]];
-    default:
-      if (extension == ".mp3")
-        return "Cannot open the file \"" + path + "\". It is possibly either corrupt or not a true layer-3 MPEG file.";
-      return "Cannot open the file \"" + path + "\". It is possible the file format is not supported by this program.";
-  }
-}
-
 bool IsRawExtension(const std::string& ext) { return ext == ".raw" || ext == ".pcm"; }
 
-// A WAV file whose body is MPEG Layer 3 (tag 85) is an MP3 stream in a RIFF
-// wrapper: the WAV reader has no decoder for it, so it is opened again as MP3, whose
-// frame search steps over the RIFF head. This is done here, where files are opened
-// by name, because the sound layer does not know the codecs.
-LSoundSource OpenWaveOrWrappedMp3(const std::string& path) {
-  LSoundSource source = LWaveFile::OpenSource(path);
-  if (source->GetErrorState() != LSoundErrorNoDecoder) return source;
-  LFile file;
-  LWavHeader header;
-  if (file.OpenRead(path) && LWavReadHeader(file, header, false) == 0 && header.iTag == LWavTagMPEGLayer3) {
-    return LMP3File::OpenSource(path.c_str());
-  }
-  return source;
-}
-
-LSoundSource OpenInput(const std::string& path, const std::string& ext, const LRawSettings* raw) {
-  if (ext == ".wav" || ext == ".wave" || ext == ".bwf") return OpenWaveOrWrappedMp3(path);
-  if (ext == ".mp3") return LMP3File::OpenSource(path.c_str());
-  if (ext == ".aif" || ext == ".aiff" || ext == ".aifc" || ext == ".afc") return LAifFile::OpenSource(path);
-  if (ext == ".au" || ext == ".snd") return LAuFile::OpenSource(path);
-  if (ext == ".gsm") return LGSMFile::OpenSource(path);
-  if (IsRawExtension(ext) && raw) return LRawFile::OpenSource(path, *raw);
-  return LSoundSource();
-}
+// The opener's face for a command: what goes wrong is kept for the message.
+struct CliOpenFace : LGenSourceOpenInterfaceProcess {
+  using LGenSourceOpenInterfaceProcess::LGenSourceOpenInterfaceProcess;
+  void SetError(char const* text) override { error = text ? text : ""; }
+  std::string error;
+};
 
 struct Options {
   std::vector<std::string> positional;
@@ -254,30 +233,29 @@ bool ParseOptions(const std::vector<std::string>& args, std::size_t from, Option
   return true;
 }
 
-// Opens the input named on the command line, or says why not on `err`.
-bool OpenNamedInput(const std::string& path, const Options& o, std::FILE* err, LSoundSource& source) {
+// Opens the input named on the command line, or says why not on `err`. Returns an
+// exit code: 0 when `source` is open.
+int OpenNamedInput(const std::string& path, const Options& o, std::FILE* err, LProcessInterface& progress,
+                   LSoundSource& source) {
   std::string ext = ExtensionOf(path);
-  if (!TDCliIsReadableExtension(ext)) {
-    std::fprintf(err, "tandrel-cli: %s\n",
-                 OpenErrorMessage(LSoundSource(), path, ext).c_str());  // no reader for this kind of file
-    return false;
-  }
   if (IsRawExtension(ext) && !o.hasRaw) {
     std::fprintf(err, "tandrel-cli: \"%s\" has no header: say what it holds with --raw RATE,CHANNELS,CODEC\n",
                  path.c_str());
-    return false;
+    return kExitFailed;
   }
-  if (!LFile::Exists(path)) {
-    LSoundSource missing = LMakeErrorSource(4);
-    std::fprintf(err, "tandrel-cli: %s\n", OpenErrorMessage(missing, path, ext).c_str());
-    return false;
+  CliOpenFace face(progress);
+  LGenSourceOpenOptions options;
+  options.pRawSettings = o.hasRaw ? &o.raw : nullptr;
+  LProcessResult const r = ProcessGenSourceOpenSource(source, path.c_str(), face, options);
+  if (r == LProcessStopped) {
+    std::fprintf(err, "tandrel-cli: stopped\n");
+    return kExitStopped;
   }
-  source = OpenInput(path, ext, o.hasRaw ? &o.raw : nullptr);
-  if (source->IsError()) {
-    std::fprintf(err, "tandrel-cli: %s\n", OpenErrorMessage(source, path, ext).c_str());
-    return false;
+  if (r != LProcessFinished) {
+    std::fprintf(err, "tandrel-cli: %s\n", face.error.c_str());
+    return kExitFailed;
   }
-  return true;
+  return kExitOk;
 }
 
 std::string FourCC(const std::uint8_t* p) {
@@ -332,22 +310,32 @@ const char* KindOf(const std::string& ext) {
   if (ext == ".au" || ext == ".snd") return "Sun/NeXT audio (AU)";
   if (ext == ".gsm") return "GSM 06.10";
   if (ext == ".mp3") return "MPEG Layer 3";
-  return "headerless";
+  if (IsRawExtension(ext)) return "headerless";
+  return nullptr;
 }
 
-int CmdInfo(const Options& o, std::FILE* out, std::FILE* err) {
+// What FFmpeg calls the container and the codec of a file it reads.
+std::string FFmpegKindOf(const std::string& path) {
+  LFFMPEGSourceManager manager(path);
+  char codec[128] = "";
+  manager.GetSoundStreamComponent(0, codec, sizeof codec, true);
+  return manager.GetFormatName() + ", " + codec + " (through FFmpeg)";
+}
+
+int CmdInfo(const Options& o, std::FILE* out, std::FILE* err, LProcessInterface& progress) {
   if (o.positional.size() != 1) {
     std::fprintf(err, "tandrel-cli: info takes one file\n");
     return kExitUsage;
   }
   const std::string& path = o.positional[0];
   LSoundSource source;
-  if (!OpenNamedInput(path, o, err, source)) return kExitFailed;
+  if (int const code = OpenNamedInput(path, o, err, progress, source); code != kExitOk) return code;
   const std::string ext = ExtensionOf(path);
   const int rate = source->GetSampleRate();
   const int frames = source->GetEndSample();
   std::fprintf(out, "File:      %s\n", path.c_str());
-  std::fprintf(out, "Format:    %s\n", KindOf(ext));
+  char const* kind = KindOf(ext);
+  std::fprintf(out, "Format:    %s\n", kind ? kind : FFmpegKindOf(path).c_str());
   if (IsRawExtension(ext)) std::fprintf(out, "Body:      %s\n", RawCodecName(o.raw.iCodec));
   std::fprintf(out, "Rate:      %d Hz\n", rate);
   std::fprintf(out, "Channels:  %d\n", source->GetChannels());
@@ -429,7 +417,7 @@ int CmdConvert(const Options& o, std::FILE* err, LProcessInterface& progress) {
   const std::string& in = o.positional[0];
   const std::string& outPath = o.positional[1];
   LSoundSource source;
-  if (!OpenNamedInput(in, o, err, source)) return kExitFailed;
+  if (int const code = OpenNamedInput(in, o, err, progress, source); code != kExitOk) return code;
   if (source->IsStreaming()) {
     std::fprintf(err, "tandrel-cli: \"%s\" is still being written; convert it when it is finished\n", in.c_str());
     return kExitFailed;
@@ -537,7 +525,7 @@ int CmdPlay(const Options& o, std::FILE* out, std::FILE* err, LProcessInterface&
   }
   const std::string& path = o.positional[0];
   LSoundSource source;
-  if (!OpenNamedInput(path, o, err, source)) return kExitFailed;
+  if (int const code = OpenNamedInput(path, o, err, progress, source); code != kExitOk) return code;
   std::shared_ptr<const LSoundPlayDeviceList> list = LSoundPlayDeviceList::Get();
   LSoundPlayDevice device;
   if (!o.device.empty()) {
@@ -582,14 +570,73 @@ int CmdPlay(const Options& o, std::FILE* out, std::FILE* err, LProcessInterface&
   return code;
 }
 
-}  // namespace
+// The export job's face: its failure is kept for the message, the rest goes on to
+// the progress.
+struct CliExportFace : LProcessInterfaceNested {
+  using LProcessInterfaceNested::LProcessInterfaceNested;
+  void SetError(char const* text) override { error = text ? text : ""; }
+  std::string error;
+};
 
-bool TDCliIsReadableExtension(const std::string& e) {
-  for (const char* known : {".wav", ".wave", ".bwf", ".aif", ".aiff", ".aifc", ".afc", ".au", ".snd", ".gsm", ".mp3",
-                            ".raw", ".pcm"})
-    if (e == known) return true;
-  return false;
+int CmdExport(const Options& o, std::FILE* err, LProcessInterface& progress) {
+  if (o.positional.size() != 2) {
+    std::fprintf(err, "tandrel-cli: export takes an input file and an output file\n");
+    return kExitUsage;
+  }
+  if (o.bits || o.isFloat || !o.format.empty() || o.hasRawCodec) {
+    std::fprintf(err, "tandrel-cli: export takes the format's settings from Tandrel's preferences; "
+                      "--bits, --float, --format and --raw-codec are for convert\n");
+    return kExitUsage;
+  }
+  const std::string& in = o.positional[0];
+  const std::string& outPath = o.positional[1];
+  const std::string ext = ExtensionOf(outPath);
+  const bool isProject = ExtensionOf(in) == ".tdpj";
+  if (isProject && o.channels != 0 && o.channels != 2) {
+    std::fprintf(err, "tandrel-cli: a project exports in stereo; --channels is for files\n");
+    return kExitUsage;
+  }
+  if (!LGenSinkIsSupported(ext) || LGenSinkIsPlaylist(ext)) {
+    std::string list;
+    for (const std::string& e : LGenSinkGetExtensions(false)) list += (list.empty() ? "" : " ") + e;
+    std::fprintf(err, "tandrel-cli: cannot export to %s: unknown kind of file (use %s or .caf)\n", outPath.c_str(),
+                 list.c_str());
+    return kExitFailed;
+  }
+  CliExportFace face(progress);
+  LProcessResult result = LProcessFailed;
+  if (isProject) {
+    TDProject project;
+    if (!TDCliLoadProject(in, project, err)) return kExitFailed;
+    TDExportProjectNormal job;
+    job.pProject = &project;
+    job.szPath = outPath;
+    job.iSampleRate = o.rate;
+    result = Process(face, job);
+  } else {
+    LSoundSource source;
+    if (int const code = OpenNamedInput(in, o, err, progress, source); code != kExitOk) return code;
+    TDExportSource job;
+    job.lssSource = source;
+    job.szPath = outPath;
+    job.iSampleRate = o.rate;
+    job.iChannels = o.channels;
+    job.szTitle = "Exporting";
+    result = Process(face, job);
+  }
+  if (result == LProcessFinished) return kExitOk;
+  // No half-made file stays: it would look finished to another program.
+  LFile::Remove(outPath);
+  if (ext == ".rss") LFile::Remove(LRSSMp3PathFor(outPath));
+  if (result == LProcessStopped) {
+    std::fprintf(err, "tandrel-cli: stopped; %s was not written\n", outPath.c_str());
+    return kExitStopped;
+  }
+  std::fprintf(err, "tandrel-cli: %s\n", face.error.empty() ? TDExportFailedText(outPath).c_str() : face.error.c_str());
+  return kExitFailed;
 }
+
+}  // namespace
 
 int TDCliMain(const std::vector<std::string>& args, std::FILE* out, std::FILE* err, LProcessInterface& progress) {
   if (args.empty()) {
@@ -615,9 +662,10 @@ int TDCliMain(const std::vector<std::string>& args, std::FILE* out, std::FILE* e
     if (!ParseOptions(args, 1, o, err)) return kExitUsage;
     return CmdPlay(o, out, err, progress);
   }
-  if (command == "info" || command == "convert") {
+  if (command == "info" || command == "convert" || command == "export") {
     if (!ParseOptions(args, 1, o, err)) return kExitUsage;
-    return command == "info" ? CmdInfo(o, out, err) : CmdConvert(o, err, progress);
+    if (command == "info") return CmdInfo(o, out, err, progress);
+    return command == "convert" ? CmdConvert(o, err, progress) : CmdExport(o, err, progress);
   }
   if (command == "render") {
     if (!ParseOptions(args, 1, o, err)) return kExitUsage;

@@ -10,6 +10,3 @@ class LProcessInterface;
 // the user asked to stop (Ctrl-C). Returns the process exit code: 0 done,
 // 1 stopped, 2 usage, 3 failed.
 int TDCliMain(const std::vector<std::string>& args, std::FILE* out, std::FILE* err, LProcessInterface& progress);
-
-// The file kinds tandrel-cli reads and writes, by extension (lower case, with the dot).
-bool TDCliIsReadableExtension(const std::string& extension);

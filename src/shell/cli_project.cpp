@@ -13,7 +13,7 @@
 #include "project/cut_list_load_save.h"
 #include "project/project_file.h"
 #include "foundation/sound_time.h"
-#include "shell/audio_file_open.h"
+#include "shell/gen_source_open.h"
 
 namespace {
 
@@ -92,11 +92,23 @@ int TDCliNewProject(std::vector<std::string> const& args, std::FILE* err, LProce
     std::fprintf(err, "tandrel-cli: \"%s\" exists already; new never overwrites a project\n", path.c_str());
     return kExitFailed;
   }
+  // Every file is opened before anything is made, so that one that cannot be read
+  // leaves nothing behind.
+  std::vector<LSoundSource> sources;
   for (Addition const& add : additions) {
-    if (!TDOpenAudioFile(add.szPath).IsGood()) {
-      std::fprintf(err, "tandrel-cli: \"%s\" is not an audio file Tandrel can read\n", add.szPath.c_str());
+    struct Face : LGenSourceOpenInterfaceProcess {
+      using LGenSourceOpenInterfaceProcess::LGenSourceOpenInterfaceProcess;
+      void SetError(char const* text) override { error = text; }
+      std::string error;
+    } face(progress);
+    LSoundSource source;
+    LProcessResult const r = ProcessGenSourceOpenSource(source, add.szPath.c_str(), face);
+    if (r == LProcessStopped) return kExitStopped;
+    if (r != LProcessFinished) {
+      std::fprintf(err, "tandrel-cli: %s\n", face.error.c_str());
       return kExitFailed;
     }
+    sources.push_back(source);
   }
 
   TDProject project;
@@ -118,10 +130,11 @@ int TDCliNewProject(std::vector<std::string> const& args, std::FILE* err, LProce
   }
 
   LProcessResult result = LProcessFinished;
-  for (Addition const& add : additions) {
+  for (std::size_t n = 0; n < additions.size(); ++n) {
+    Addition const& add = additions[n];
     LCutListAudio list;
     std::string const title = "Loading " + add.szPath;
-    LCutListAudioLoadSource job{title.c_str(), &list, TDOpenAudioFile(add.szPath)};
+    LCutListAudioLoadSource job{title.c_str(), &list, sources[n]};
     result = Process(progress, job);
     if (result != LProcessFinished) {
       if (!list.GetErrorText().empty()) std::fprintf(err, "tandrel-cli: %s\n", list.GetErrorText().c_str());

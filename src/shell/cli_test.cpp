@@ -11,6 +11,7 @@
 #include "foundation/process_interface.h"
 #include "codecs/mp3_file.h"
 #include "sound/aif_file.h"
+#include "shell/user_settings.h"
 #include "sound/wave_file.h"
 
 namespace fs = std::filesystem;
@@ -345,3 +346,103 @@ TEST_F(CliTest, DamagedMp3SaysItIsCorrupt) {
   EXPECT_EQ(r.code, 3);
   EXPECT_NE(r.err.find("because it is corrupt"), std::string::npos) << r.err;
 }
+
+namespace {
+
+// export writes whatever Tandrel reads into any format it exports, with the encoder
+// settings of the preferences (a scratch store here).
+class CliExportTest : public CliTest {
+ protected:
+  void SetUp() override {
+    CliTest::SetUp();
+    fs::create_directories(scratch / "data");
+    setenv("XDG_DATA_HOME", (scratch / "data").c_str(), 1);
+    LUserSettingsStore::Global().UseFile(Scratch("settings.conf"));
+  }
+};
+
+TEST_F(CliExportTest, ExportWritesEveryKindAndInfoReadsItBack) {
+  const std::string in = kPcm + "/wav/M1F1-int16-AFsp.wav";  // 8000 Hz, stereo, 23493 frames
+  CliRun flac = Cli({"export", in, Scratch("out.flac")});
+  ASSERT_EQ(flac.code, 0) << flac.err;
+  CliRun info = Cli({"info", Scratch("out.flac")});
+  ASSERT_EQ(info.code, 0) << info.err;
+  EXPECT_NE(info.out.find("Format:    flac, FLAC (Free Lossless Audio Codec) (through FFmpeg)\n"), std::string::npos)
+      << info.out;
+  EXPECT_NE(info.out.find("Frames:    23493\n"), std::string::npos) << info.out;
+  // Lossless: converting it back gives the samples that went in.
+  ASSERT_EQ(Cli({"convert", Scratch("out.flac"), Scratch("back.wav")}).code, 0);
+  std::vector<float> const original = ReadAll(LWaveFile::OpenSource(in));
+  std::vector<float> const back = ReadAll(LWaveFile::OpenSource(Scratch("back.wav")));
+  ASSERT_EQ(back.size(), original.size());
+  float worst = 0;
+  for (std::size_t i = 0; i < back.size(); ++i) worst = std::max(worst, std::abs(back[i] - original[i]));
+  EXPECT_LE(worst, 1.0f / 16384);
+
+  CliRun mp3 = Cli({"export", Scratch("out.flac"), Scratch("mono.mp3"), "--rate", "44100", "--channels", "1"});
+  ASSERT_EQ(mp3.code, 0) << mp3.err;
+  CliRun mp3Info = Cli({"info", Scratch("mono.mp3")});
+  EXPECT_NE(mp3Info.out.find("Rate:      44100 Hz\n"), std::string::npos) << mp3Info.out;
+  EXPECT_NE(mp3Info.out.find("Channels:  1\n"), std::string::npos) << mp3Info.out;
+  EXPECT_NE(mp3Info.out.find("Duration:  0:00:02.936\n"), std::string::npos) << mp3Info.out;
+}
+
+TEST_F(CliExportTest, AProjectExportsItsMix) {
+  {
+    LSoundSink sink = LWaveFile::OpenSinkFloat(Scratch("a.wav"), 8000, 1);
+    std::vector<float> v(6000);
+    for (int f = 0; f < 6000; ++f) v[static_cast<std::size_t>(f)] = static_cast<float>(f % 7) / 32;
+    sink->Write(v.data(), 6000);
+  }
+  const std::string song = Scratch("song.tdpj");
+  ASSERT_EQ(Cli({"new", song, "--rate", "8000", "--add", Scratch("a.wav") + "@0.5:3"}).code, 0);
+  CliRun r = Cli({"export", song, Scratch("mix.flac")});
+  ASSERT_EQ(r.code, 0) << r.err;
+  CliRun info = Cli({"info", Scratch("mix.flac")});
+  EXPECT_NE(info.out.find("Rate:      8000 Hz\n"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Channels:  2\n"), std::string::npos) << info.out;
+  EXPECT_NE(info.out.find("Frames:    10000\n"), std::string::npos) << info.out;
+  ASSERT_EQ(Cli({"convert", Scratch("mix.flac"), Scratch("mix.wav"), "--float"}).code, 0);
+  std::vector<float> const all = ReadAll(LWaveFile::OpenSource(Scratch("mix.wav")));
+  ASSERT_EQ(all.size(), 20000u);
+  for (int f = 0; f < 10000; ++f) {
+    float const want = f >= 4000 ? static_cast<float>((f - 4000) % 7) / 32 : 0.0f;
+    ASSERT_NEAR(all[static_cast<std::size_t>(2 * f)], want, 1.0f / 16384) << f;
+  }
+  EXPECT_EQ(Cli({"export", song, Scratch("x.wav"), "--channels", "1"}).code, 2);
+  // An empty project gives an empty file with a valid header.
+  ASSERT_EQ(Cli({"new", Scratch("empty.tdpj")}).code, 0);
+  ASSERT_EQ(Cli({"export", Scratch("empty.tdpj"), Scratch("empty.wav")}).code, 0);
+  EXPECT_NE(Cli({"info", Scratch("empty.wav")}).out.find("Frames:    0\n"), std::string::npos);
+}
+
+TEST_F(CliExportTest, ExportThatCannotBeDoneSaysWhyAndLeavesNoFile) {
+  const std::string in = kPcm + "/wav/M1F1-int16-AFsp.wav";
+  CliRun unknown = Cli({"export", in, Scratch("out.xyz")});
+  EXPECT_EQ(unknown.code, 3);
+  EXPECT_NE(unknown.err.find("unknown kind of file (use .wav .mov .aifc .mp3"), std::string::npos) << unknown.err;
+  EXPECT_EQ(Cli({"export", in, Scratch("out.wav"), "--bits", "24"}).code, 2);
+  EXPECT_EQ(Cli({"export", in}).code, 2);
+
+  StopAtOnce stop;
+  CliRun stopped = Cli({"export", in, Scratch("stopped.ogg")}, &stop);
+  EXPECT_EQ(stopped.code, 1);
+  EXPECT_FALSE(fs::exists(Scratch("stopped.ogg")));
+
+  CliRun missingInput = Cli({"export", Scratch("absent.ogg"), Scratch("x.wav")});
+  EXPECT_EQ(missingInput.code, 3);
+  EXPECT_NE(missingInput.err.find("Check it exists and you have read access."), std::string::npos);
+
+  const std::string path = std::getenv("PATH") ? std::getenv("PATH") : "";
+  setenv("PATH", "", 1);
+  CliRun noEncoder = Cli({"export", in, Scratch("out.ogg")});
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(noEncoder.code, 3);
+  EXPECT_NE(noEncoder.err.find("tandrel-cli: Tandrel Multitrack Recorder could not locate a plugin for the file with "
+                               "extension \".ogg\". Install the Debian package \"vorbis-tools\" and try again."),
+            std::string::npos)
+      << noEncoder.err;
+  EXPECT_FALSE(fs::exists(Scratch("out.ogg")));
+}
+
+}  // namespace

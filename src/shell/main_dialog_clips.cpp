@@ -5,7 +5,7 @@
 
 #include "project/clip_audio.h"
 #include "project/cut_list_load_save.h"
-#include "shell/audio_file_open.h"
+#include "shell/gen_source_open.h"
 #include "shell/commands.h"
 #include "shell/main_dialog.h"
 #include "shell/user_settings.h"
@@ -14,9 +14,6 @@ namespace {
 
 constexpr char kLockedEdit[] =
     "Tandrel can't perform this action while the clip is locked. Please unlock the clip first.";
-constexpr char kNotSupported[] =
-    "The file you have selected is not supported by Tandrel. Please select an audio file, video file or Tandrel "
-    "project file.";
 constexpr char kNoFadeTarget[] =
     "Please select the region of a clip you want to fade, or put the cursor over a selected clip.";
 
@@ -80,17 +77,20 @@ bool MainDialog::AddClip(const std::string& path) {
     View.Alert("The current project has no tracks. Please add a track before adding a clip.", "Could not add clip");
     return false;
   }
-  LSoundSource source = TDOpenAudioFile(path);
-  if (!source.IsGood()) {
-    View.Alert(kNotSupported, "");
-    return false;
-  }
+  // Every format opens the one way; a failure is an alert that says why, over the
+  // window, and nothing is added.
   LCutListAudio list;
+  bool opened = false;
   LProcessResult const r = View.RunModalJob("Loading clip...", [&](LProcessInterface& pi) {
+    LSoundSource source;
+    LGenSourceOpenInterfaceGUI face(View, pi);
+    LProcessResult const open = ProcessGenSourceOpenSource(source, path.c_str(), face);
+    if (open != LProcessFinished) return open;
+    opened = true;
     LCutListAudioLoadSource job{"Loading clip...", &list, source};
     return Process(pi, job);
   });
-  source.Close();
+  if (!opened) return false;
   if (r == LProcessStopped) return false;  // the part written goes with the list
   if (r != LProcessFinished || list.IsEmpty()) {
     std::string const why = list.GetErrorText().empty() ? "Tandrel could not read the audio of \"" + path + "\"."

@@ -7,10 +7,14 @@
 
 #include "project/audio_cut_tank.h"
 #include "project/clip_audio.h"
+#include "foundation/testing_process.h"
 #include "shell/commands.h"
+#include "shell/export.h"
+#include "shell/gen_source_open.h"
 #include "shell/main_dialog.h"
 #include "shell/main_dialog_test_fakes.h"
 #include "shell/user_settings.h"
+#include "sound/testing_tones.h"
 #include "sound/wave_file.h"
 
 namespace fs = std::filesystem;
@@ -96,11 +100,17 @@ TEST_F(ClipCommandsTest, AFileBecomesAClipAtTheCursorAndBadCasesSayWhy) {
 
   std::ofstream(scratch / "notes.txt") << "hello";
   EXPECT_FALSE(dialog.AddClip((scratch / "notes.txt").string()));
-  EXPECT_EQ(view.LastAlert(),
-            "The file you have selected is not supported by Tandrel. Please select an audio file, video file or "
-            "Tandrel project file.");
+  EXPECT_EQ(view.LastAlert().rfind("Cannot open the file \"" + (scratch / "notes.txt").string() +
+                                       "\". It is possible the file format is not supported by this program.",
+                                   0),
+            0u)
+      << view.LastAlert();
   std::ofstream(scratch / "broken.wav") << "RIFF....WAVEjunk";
   EXPECT_FALSE(dialog.AddClip((scratch / "broken.wav").string()));
+  EXPECT_EQ(view.LastAlert(), "Cannot open the file \"" + (scratch / "broken.wav").string() + "\" because it is corrupt.");
+  EXPECT_FALSE(dialog.AddClip((scratch / "absent.flac").string()));
+  EXPECT_EQ(view.LastAlert(), "Cannot open the file \"" + (scratch / "absent.flac").string() +
+                                  "\". Check it exists and you have read access.");
 
   view.stopNextJob = true;  // Stop pressed while loading: nothing is added
   EXPECT_FALSE(dialog.AddClip(wav));
@@ -110,6 +120,74 @@ TEST_F(ClipCommandsTest, AFileBecomesAClipAtTheCursorAndBadCasesSayWhy) {
             "Tandrel can't open clips when it is recording. Please stop recording, then try loading clips.");
   EXPECT_EQ(Clips().GetCount(), 1);
   EXPECT_FALSE(fs::exists(data / "1.aud"));  // the stopped load left nothing behind
+}
+
+// Whatever the opener reads becomes a clip, and a clip goes out in any format.
+TEST_F(ClipCommandsTest, AnyFormatBecomesAClipAndAClipExportsToAnyFormat) {
+  std::string const flac = (scratch / "two seconds.flac").string();
+  TDExportSource toFlac;
+  toFlac.lssSource = LWaveFile::OpenSource(wav);
+  toFlac.szPath = flac;
+  toFlac.iChannels = 0;
+  LTestProcessRecorder pi;
+  ASSERT_EQ(Process(pi, toFlac), LProcessFinished);
+  toFlac.lssSource.Close();
+
+  Project().Tracks.SetCurrentTrackIndex(1);
+  dialog.SetCursorPosition(1000);
+  ASSERT_TRUE(dialog.AddClip(flac)) << view.LastAlert();
+  ASSERT_EQ(Clips().GetCount(), 1);
+  TDClip& clip = *Clips().GetClips()[0];
+  EXPECT_EQ(clip.szName, "two seconds.flac");
+  EXPECT_EQ(clip.GetEnd(), 2000);
+
+  TDExportClip out{&clip, (scratch / "clip.ogg").string(), 22050};
+  ASSERT_EQ(Process(pi, out), LProcessFinished);
+  LSoundSource back;
+  LGenSourceOpenInterfaceProcess face(pi);
+  ASSERT_EQ(ProcessGenSourceOpenSource(back, out.szPath.c_str(), face), LProcessFinished);
+  EXPECT_EQ(back->GetSampleRate(), 22050);
+  EXPECT_EQ(back->GetChannels(), 2);
+  EXPECT_NEAR(back->GetEndSample(), 44100, 256);
+  std::vector<float> const all = LTestReadToEnd(back);
+  // The tone of the fixture's file: 0.05 radians a sample at 8000 Hz, a quarter of full scale.
+  LTestTone const tone = LTestMeasureTone(all, 2, 0, 22050, 2205, 41895);
+  EXPECT_NEAR(tone.dFrequency, 0.05 * 8000 / (2 * M_PI), 0.5);
+  EXPECT_NEAR(tone.dRms, 0.25 / std::sqrt(2.0), 0.01);
+}
+
+// The project's mix goes out as far as the last clip heard, with the metronome
+// silent whatever its setting, which is as it was afterwards.
+TEST_F(ClipCommandsTest, TheProjectExportsItsMixWithoutTheMetronome) {
+  Place(2, 500);
+  Project().Metronome.bMetronomeOn = true;
+  LUserSettingSet("Settings", "MetronomeMode", 2);
+  TDExportProjectNormal job;
+  job.pProject = &Project();
+  job.szPath = (scratch / "mix.flac").string();
+  job.iSampleRate = 8000;
+  LTestProcessRecorder pi;
+  ASSERT_EQ(Process(pi, job), LProcessFinished) << (pi.Errors().empty() ? "" : pi.Errors()[0]);
+  EXPECT_TRUE(Project().Metronome.bMetronomeOn);
+  EXPECT_EQ(LUserSettingGet("Settings", "MetronomeMode", 0), 2);
+  EXPECT_EQ(pi.Statuses(0).front(), "Mixing down file...");
+
+  LSoundSource mix;
+  LGenSourceOpenInterfaceProcess face(pi);
+  ASSERT_EQ(ProcessGenSourceOpenSource(mix, job.szPath.c_str(), face), LProcessFinished);
+  EXPECT_EQ(mix->GetSampleRate(), 8000);
+  ASSERT_EQ(mix->GetChannels(), 2);
+  ASSERT_EQ(mix->GetEndSample(), 8000 * 5 / 2);
+  std::vector<float> const all = LTestReadToEnd(mix);
+  for (std::size_t i = 0; i < 4000 * 2; ++i) ASSERT_EQ(all[i], 0.0f) << "a click at frame " << i / 2;
+  LTestTone const tone = LTestMeasureTone(all, 2, 0, 8000, 4400, 19600);
+  EXPECT_NEAR(tone.dFrequency, 0.05 * 8000 / (2 * M_PI), 0.5);
+  EXPECT_GT(tone.dRms, 0.05);
+
+  // A playlist or an unknown type fails at once and makes nothing.
+  job.szPath = (scratch / "mix.m3u").string();
+  EXPECT_EQ(Process(pi, job), LProcessFailed);
+  EXPECT_FALSE(fs::exists(job.szPath));
 }
 
 TEST_F(ClipCommandsTest, DeleteAsksAndRefusesLockedClips) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "foundation/file.h"
+#include "sound/dialogic_adpcm.h"
 #include "sound/pcm_file.h"
 
 namespace {
@@ -49,6 +50,8 @@ LSoundSource OpenSource(std::string const& path, LRawSettings const& s) {
     case LRawCodec::Float64BE: return Source<LSFF64BE>(file, s, any, start, bytes);
     case LRawCodec::ULaw: return Source<LSFULAW>(file, s, 1.0f, start, bytes);
     case LRawCodec::ALaw: return Source<LSFALAW>(file, s, 1.0f, start, bytes);
+    case LRawCodec::DialogicADPCM:
+      return LSoundSource(new LSRCDialogicADPCM(std::move(file), s.iSampleRate, s.iChannels, start, bytes));
     default: return LMakeErrorSource(LSoundErrorNoDecoder);
   }
 }
@@ -67,6 +70,7 @@ LSoundSink OpenSink(std::string const& path, LRawSettings const& s) {
     case LRawCodec::Float32BE: return Sink<LSFF32BE>(path, s);
     case LRawCodec::ULaw: return Sink<LSFULAW>(path, s);
     case LRawCodec::ALaw: return Sink<LSFALAW>(path, s);
+    case LRawCodec::DialogicADPCM: return LSoundSink::Make<LSNKDialogicADPCM>(path, s.iSampleRate, s.iChannels);
     default: return LSoundSink();
   }
 }

@@ -7,7 +7,7 @@
 
 // Body formats of headerless files, as the "Codec" setting numbers them.
 namespace LRawCodec {
-inline constexpr int DialogicADPCM = 0;  // the usual body of ".vox"; no coder for it yet
+inline constexpr int DialogicADPCM = 0;  // the usual body of ".vox" (sound/dialogic_adpcm.h)
 inline constexpr int PCM8Unsigned = 1;
 inline constexpr int PCM8Signed = 2;
 inline constexpr int PCM16LE = 3;

@@ -103,17 +103,17 @@ TEST_F(Engine, PlaysFromATimeRestartsInPlaceAndJumps) {
 TEST_F(Engine, APlayThatEndsAtOnceSendsTheCursorHome) {
   opener.frames = kRate / 10;  // a tenth of a second
   ASSERT_TRUE(engine.Play(0));
-  ASSERT_TRUE(PumpUntil(queue, [&] { return upward.stops > 0; }, 5000));
+  ASSERT_TRUE(PumpUntil(queue, [&] { return upward.stops > 0; }, 20000));
   EXPECT_EQ(engine.GetStopPosition(), 0);
   EXPECT_FALSE(engine.IsPlaying());
   // Play past the end: nothing to hear, the stop comes at once, the cursor goes home.
   opener.frames = kRate;
   ASSERT_TRUE(engine.Play(5000));
-  ASSERT_TRUE(PumpUntil(queue, [&] { return upward.stops > 1; }, 5000));
+  ASSERT_TRUE(PumpUntil(queue, [&] { return upward.stops > 1; }, 20000));
   EXPECT_EQ(engine.GetStopPosition(), 0);
   // A play of a second that ends by itself leaves the cursor at the end.
   ASSERT_TRUE(engine.Play(0));
-  ASSERT_TRUE(PumpUntil(queue, [&] { return upward.stops > 2; }, 5000));
+  ASSERT_TRUE(PumpUntil(queue, [&] { return upward.stops > 2; }, 20000));
   EXPECT_EQ(engine.GetStopPosition(), 1000);
   ASSERT_FALSE(upward.times.empty());
   EXPECT_EQ(upward.times.back(), 1000);

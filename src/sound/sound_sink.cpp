@@ -17,6 +17,8 @@ LSoundSinkBase::~LSoundSinkBase() = default;
 
 void LSoundSinkBase::Seek(int) {}
 
+bool LSoundSinkBase::Finish() { return !IsError(); }
+
 LSoundSink::LSoundSink() : p(new LSoundSinkError()) {}
 
 LSoundSink::LSoundSink(LSoundSinkBase* sink) : p(sink != nullptr ? sink : new LSoundSinkError()) {}

@@ -22,6 +22,12 @@ class LSoundSinkBase : public LCountedObject {
 
   virtual void Write(float const* buffer, int frames) = 0;
   virtual void Seek(int frame);
+  // Completes what the sink makes (an encoder's last frames, a container's index)
+  // and tells whether all of it reached its place; a sink whose work ends in a
+  // program or a trailer can fail only here. It takes no data afterwards. Sinks
+  // finish in their destructors too, for writers that never ask; the default has
+  // nothing to complete.
+  virtual bool Finish();
 
   int GetPositionSample() const { return sPosition; }
   int GetSampleRate() const { return sSampleRate; }
