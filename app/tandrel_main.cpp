@@ -13,6 +13,8 @@
 #include "foundation/log.h"
 #include "shell/app_entry.h"
 #include "shell/main_dialog.h"
+#include "shell/project_sound_opener.h"
+#include "shell/sound_engine_state.h"
 #include "project/audio_cut_tank.h"
 #include "shell/single_instance.h"
 #include "ui/main_window.h"
@@ -101,8 +103,13 @@ int main(int argc, char** argv) {
 
   TDQtMainWindow window;
   TDQtMainLoop loop;
-  TDIdleEngine engine;
+  // The transport plays the project's mix through the sound devices.
+  TDProjectSoundOpener opener;
+  TDEngine transport(opener);
+  TDSoundEngineState engine(transport);
   MainDialog controller(window, loop, engine);
+  opener.SetProject(&controller.GetProject());
+  transport.SetPlayerNotify(&window);
   loop.SetTimerHandler([&controller](int id) { controller.OnTimer(id); });
   window.SetController(&controller);
   window.show();
@@ -115,6 +122,8 @@ int main(int argc, char** argv) {
 
   int result = QApplication::exec();
   inbox.Close();
+  transport.Stop();
+  transport.SetPlayerNotify(nullptr);
   window.SetController(nullptr);
   instance.Stop();
   return result;

@@ -68,6 +68,11 @@ enum TDCommand : int {
 
   CM_CANCEL = 1901,
 
+  // The transport.
+  CM_PLAY_STOP = 2201,
+  CM_GO_TO_START,
+  CM_GO_TO_END,
+
   CM_TAKE_FIRST = 20001,
   CM_TAKE_LAST = 20999,
 };

@@ -1,4 +1,5 @@
 #pragma once
+#include "foundation/sound_time.h"
 
 // The transport as the controller sees it when it decides a command. The real
 // engine stands behind it once devices are in; until then an idle engine does.
@@ -13,6 +14,9 @@ class TDEngineState {
   virtual void StopRecord() = 0;
   // Rebuilds the playing mix from the changed project at the current position.
   virtual void Restart() = 0;
+  // Plays the project from `time` (ms); false when no device would open. An engine
+  // without devices never plays.
+  virtual bool Play(LSoundTime /*time*/) { return false; }
 };
 
 // An engine with no devices behind it: never plays, never records.

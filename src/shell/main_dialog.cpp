@@ -141,6 +141,9 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_TRACK_LIVE_EFFECTS_ADD_AMPLIFY: CmTrackLiveEffectsAddAmplify(); return true;
     case CM_TRACK_LIVE_EFFECTS_ADD_HIGHPASS: CmTrackLiveEffectsAddHighpass(); return true;
     case CM_TRACK_LIVE_EFFECTS_ADD_LOWPASS: CmTrackLiveEffectsAddLowpass(); return true;
+    case CM_PLAY_STOP: CmPlayStop(); return true;
+    case CM_GO_TO_START: CmGoToStart(); return true;
+    case CM_GO_TO_END: CmGoToEnd(); return true;
     case CM_CLIP_DELETE: CmClipDelete(); return true;
     case CM_CLIP_SPLIT: CmClipSplit(); return true;
     case CM_CLIP_JOIN: CmClipJoin(); return true;

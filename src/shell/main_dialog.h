@@ -180,6 +180,15 @@ class MainDialog : public TDProjectNotify {
   int EvClipsDragCopy(LSoundTime offset, int rows);
   // The release of a trim: applies what the drag left pending on that edge.
   void EvClipEndTrimOrExpand(std::uint32_t clipId, bool leftEdge);
+  // Space: plays from the cursor, or stops what plays. While recording it does
+  // nothing; a device that won't open is said.
+  void CmPlayStop();
+  // Plays from the cursor (from the start when the cursor stands at the end of the
+  // clips), with the metronome's boundary set for this play.
+  void CmPlay();
+  // Home and End: the cursor to the project's start or to the end of its clips.
+  void CmGoToStart();
+  void CmGoToEnd();
   // Says a locked clip can't change, and flashes the locked clips.
   void SayClipLocked();
   // The release of a drag of one of a clip's fade points.

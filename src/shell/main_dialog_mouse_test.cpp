@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "project/audio_cut_tank.h"
+#include "shell/commands.h"
 #include "shell/main_dialog.h"
 #include "shell/main_dialog_test_fakes.h"
 #include "shell/user_settings.h"
@@ -119,6 +120,49 @@ TEST_F(MouseGestureTest, ATrimCommitsAtTheReleaseAndALockedClipKeepsItsLength) {
   EXPECT_EQ(clip->iPendingTrimEnd, 0);
   EXPECT_EQ(dialog.GetUndoPointCount(), points);
   EXPECT_FALSE(view.infoBar.empty());
+}
+
+TEST_F(MouseGestureTest, SpacePlaysFromTheCursorOrStopsAndSaysWhenNoDeviceOpens) {
+  engine.playing = false;
+  dialog.Command(CM_PLAY_STOP);
+  EXPECT_EQ(engine.plays, 0);  // nothing to play in an empty project
+  Place(0, 1000);              // 1000..3000
+  Project().WorkRegion.Clear();
+  dialog.SetCursorPosition(1500);
+  dialog.Command(CM_PLAY_STOP);
+  EXPECT_EQ(engine.playedFrom, 1500);
+  EXPECT_TRUE(engine.playing);
+  int const stops = engine.stops;
+  dialog.Command(CM_PLAY_STOP);
+  EXPECT_EQ(engine.stops, stops + 1);
+  // At the end of the clips a play starts the song again.
+  engine.playing = false;
+  dialog.SetCursorPosition(2998);
+  dialog.CmPlay();
+  EXPECT_EQ(engine.playedFrom, 0);
+  // A loop behind the last clip goes; a start at a loop's end goes to its start.
+  Project().WorkRegion.Set(5000, 8000);
+  dialog.CmPlay();
+  EXPECT_TRUE(Project().WorkRegion.IsEmpty());
+  Project().WorkRegion.Set(1200, 2000);
+  dialog.SetCursorPosition(1950);
+  dialog.CmPlay();
+  EXPECT_EQ(engine.playedFrom, 1200);
+  // The metronome clicks over this play, in frames at the project's rate.
+  int const rate = Project().PreferSampleRate.GetPreferredSampleRate();
+  EXPECT_EQ(Project().Metronome.GetMetronomeBoundaryStart(), LSoundTimeToFrames(1200, rate));
+  EXPECT_EQ(Project().Metronome.GetMetronomeBoundaryEnd(), LSoundTimeToFrames(3000, rate));
+  // While recording the key does nothing.
+  engine.recording = true;
+  int const plays = engine.plays;
+  dialog.Command(CM_PLAY_STOP);
+  EXPECT_EQ(engine.plays, plays);
+  engine.recording = false;
+  engine.deviceOpens = false;
+  engine.playing = false;
+  dialog.Command(CM_PLAY_STOP);
+  ASSERT_FALSE(view.alerts.empty());
+  EXPECT_EQ(view.alerts.back().text, "Cannot open sound device for playing.");
 }
 
 }  // namespace

@@ -120,4 +120,14 @@ struct FakeEngine : TDEngineState {
     recording = false;
   }
   void Restart() override { ++restarts; }
+  // Plays when `deviceOpens`, as a device that opens or not would.
+  bool deviceOpens = true;
+  int plays = 0;
+  LSoundTime playedFrom = -1;
+  bool Play(LSoundTime time) override {
+    ++plays;
+    playedFrom = time;
+    playing = deviceOpens;
+    return deviceOpens;
+  }
 };

@@ -14,6 +14,7 @@ class TDSoundEngineState : public TDEngineState {
   void Stop() override { rEngine.Stop(); }
   // No recorder stands behind the engine yet: nothing records, nothing to stop.
   void StopRecord() override {}
+  bool Play(LSoundTime time) override { return rEngine.Play(time); }
   void Restart() override {
     if (rEngine.IsPlaying() || rEngine.IsScrubbing()) rEngine.Restart();
   }

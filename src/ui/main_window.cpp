@@ -108,6 +108,20 @@ void TDQtMainWindow::TimeLineChanged(LTimeLine& line) {
   timeScroll->setValue(line.GetViewStart());
 }
 
+void TDQtMainWindow::spntfTime(LSoundTime time, long) {
+  if (lanesWidget == nullptr) return;
+  lanesWidget->SetPlayPosition(time);
+  // Keep the play cursor in view: a page on when it leaves on the right.
+  LSoundTime const span = TimeLine.GetViewEnd() - TimeLine.GetViewStart();
+  if (time > TimeLine.GetViewEnd() || time < TimeLine.GetViewStart()) {
+    TimeLine.SetViewRegion(time - span / 10, time - span / 10 + span);
+  }
+}
+
+void TDQtMainWindow::spntfStop(long) {
+  if (lanesWidget) lanesWidget->SetPlayPosition(-1);
+}
+
 void TDQtMainWindow::SyncTimeLine() {
   if (!Controller) return;
   TDProject const& project = Controller->GetProject();
@@ -216,6 +230,11 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(clip, tr("Expand Takes"), CM_EXPAND_TAKES);
   AddCommand(clip, tr("Delete all other takes"), CM_DELETE_NO_ACTIVE_TAKES);
   AddCommand(clip, tr("Delete Current Take"), CM_DELETE_ACTIVE_TAKE);
+
+  QMenu* transport = menuBar()->addMenu(tr("T&ransport"));
+  AddCommand(transport, tr("&Play/Stop"), CM_PLAY_STOP, QKeySequence(Qt::Key_Space));
+  AddCommand(transport, tr("Go to &Start"), CM_GO_TO_START, QKeySequence(Qt::Key_Home));
+  AddCommand(transport, tr("Go to &End"), CM_GO_TO_END, QKeySequence(Qt::Key_End));
 
   QMenu* track = menuBar()->addMenu(tr("&Track"));
   AddCommand(track, tr("&Add Track"), CM_TRACK_ADD, QKeySequence(Qt::CTRL | Qt::Key_T));

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "shell/main_window_view.h"
+#include "sound/sound_player.h"
 #include "timeline/time_line.h"
 
 class MainDialog;
@@ -19,7 +20,7 @@ class TDTrackControl;
 
 // The main window. It draws the project and turns the user's clicks and keys
 // into controller commands; it decides nothing itself.
-class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTimeLineNotify {
+class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTimeLineNotify, public LSoundPlayerNotify {
   Q_OBJECT
  public:
   explicit TDQtMainWindow(QWidget* parent = nullptr);
@@ -37,6 +38,9 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   LTimeLine& GetTimeLine() { return TimeLine; }
 
   void TimeLineChanged(LTimeLine& line) override;
+  // The transport's news, on the main thread: the play cursor follows.
+  void spntfTime(LSoundTime time, long) override;
+  void spntfStop(long) override;
 
   // TDMainWindowView
   void Alert(const std::string& text, const std::string& caption) override;
