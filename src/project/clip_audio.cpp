@@ -455,10 +455,74 @@ void TDClipAudio::PreserveCutList() const {
   clOriginal.DisallowCacheDelete();
 }
 
+bool TDClipAudio::CreateWaveProfileColumns(double framesPerPixel, int first, int count) {
+  count = std::min(count, TDProfileMaxPixels);
+  if (count <= 0 || !(framesPerPixel > 0) || first < 0) return false;
+  bool const sameGrid = !bWaveformStale && framesPerPixel == dColumnFrames && iColumnCount > 0 && !vUpper.empty();
+  if (sameGrid && first == iColumnFirst && count == iColumnCount) return false;
+  vUpper.resize(TDProfileMaxPixels);
+  vLower.resize(TDProfileMaxPixels);
+  int const end = first + count;
+  int const keptFrom = sameGrid ? std::max(first, iColumnFirst) : end;
+  int const keptTo = sameGrid ? std::min(end, iColumnFirst + iColumnCount) : end;
+  if (keptFrom < keptTo) {
+    std::size_t const n = static_cast<std::size_t>(keptTo - keptFrom);
+    std::memmove(vUpper.data() + (keptFrom - first), vUpper.data() + (keptFrom - iColumnFirst), n);
+    std::memmove(vLower.data() + (keptFrom - first), vLower.data() + (keptFrom - iColumnFirst), n);
+    BuildColumns(framesPerPixel, first, keptFrom, 0);
+    BuildColumns(framesPerPixel, keptTo, end, keptTo - first);
+  } else {
+    BuildColumns(framesPerPixel, first, end, 0);
+  }
+  dColumnFrames = framesPerPixel;
+  iColumnFirst = first;
+  iColumnCount = count;
+  // What the buffers hold is no longer the time-keyed outline.
+  std::fill(iProfileKey, iProfileKey + 4, -1);
+  bWaveformStale = false;
+  return true;
+}
+
+void TDClipAudio::BuildColumns(double framesPerPixel, int from, int to, int at) {
+  // Columns are made in fixed blocks of the grid, each always read as one run, so
+  // a column comes out the same whichever scroll asked for it: a run's edges
+  // would otherwise fall a frame either way and make peaks flicker.
+  constexpr int kBlock = 64;
+  std::int64_t const length = GetEndSample();
+  std::uint8_t blockUp[kBlock];
+  std::uint8_t blockDown[kBlock];
+  for (int block = from / kBlock; block * kBlock < to; ++block) {
+    int const c0 = block * kBlock;
+    std::int64_t const start = static_cast<std::int64_t>(std::floor(c0 * framesPerPixel));
+    // Past the clip's end the columns stay empty.
+    int const withSound =
+        std::clamp(static_cast<int>(std::ceil((length - start) / framesPerPixel)), 0, kBlock);
+    std::memset(blockUp, 0, sizeof blockUp);
+    std::memset(blockDown, 0, sizeof blockDown);
+    if (withSound > 0) {
+      std::int64_t const stop =
+          std::min<std::int64_t>(length, static_cast<std::int64_t>(std::floor((c0 + withSound) * framesPerPixel)));
+      if (stop > start) {
+        if (framesPerPixel < TDProfileHighResThreshold) {
+          TDProfileHighRes(clCurrent, start, stop, withSound, blockUp, blockDown);
+        } else {
+          TDProfileLowRes(clCurrent, start, stop, withSound, blockUp, blockDown);
+        }
+      }
+    }
+    int const copyFrom = std::max(from, c0);
+    int const copyTo = std::min(to, c0 + kBlock);
+    std::size_t const n = static_cast<std::size_t>(copyTo - copyFrom);
+    std::memcpy(vUpper.data() + at + (copyFrom - from), blockUp + (copyFrom - c0), n);
+    std::memcpy(vLower.data() + at + (copyFrom - from), blockDown + (copyFrom - c0), n);
+  }
+}
+
 bool TDClipAudio::CreateWaveProfileIfChanged(LSoundTime start, int firstPixel, LSoundTime end, int lastPixel) {
   int const key[4] = {start, firstPixel, end, lastPixel};
   if (!bWaveformStale && std::equal(key, key + 4, iProfileKey)) return false;
   if (lastPixel <= firstPixel || end <= start) return false;
+  iColumnCount = 0;  // the buffers now hold the time-keyed outline
   std::copy(key, key + 4, iProfileKey);
   iProfileKey[3] = firstPixel + std::min(lastPixel - firstPixel, TDProfileMaxPixels);
   BuildWaveProfile();

@@ -100,12 +100,22 @@ class TDClipAudio : public TDClip {
   // Builds again for the same key, after the audio changed.
   void ReCreateWaveProfile();
   int GetProfilePixels() const { return iProfileKey[3] - iProfileKey[1]; }
+  // The outline on a grid of columns fixed to the clip: column c covers frames
+  // floor(c x framesPerPixel) up to the next column's, counted from the clip's
+  // start. Columns first..first + count are made; at the same zoom, columns held
+  // already are moved into place rather than read again, so scrolling reads only
+  // the columns that came into view. True when anything was rebuilt; the result
+  // is in GetUpperProfile/GetLowerProfile, column `first` at index 0.
+  bool CreateWaveProfileColumns(double framesPerPixel, int first, int count);
+  int GetProfileColumns() const { return iColumnCount; }
   // Null until an outline has been built.
   std::uint8_t const* GetUpperProfile() const { return vUpper.empty() ? nullptr : vUpper.data(); }
   std::uint8_t const* GetLowerProfile() const { return vLower.empty() ? nullptr : vLower.data(); }
 
  private:
   void BuildWaveProfile();
+  // Columns [from, to) of the fixed grid into the buffers at `at`.
+  void BuildColumns(double framesPerPixel, int from, int to, int at);
   // The line of `type` at unity from start to end (ms from the clip's start),
   // keeping its course outside.
   void FlattenFadePoints(LSoundTime start, LSoundTime end, FadeType type);
@@ -120,4 +130,8 @@ class TDClipAudio : public TDClip {
   std::vector<std::uint8_t> vLower;
   // Start ms, first pixel, end ms, last pixel of the profile held; -1 for none.
   int iProfileKey[4] = {-1, -1, -1, -1};
+  // The columns held on the fixed grid, when they were made that way.
+  double dColumnFrames = 0.0;
+  int iColumnFirst = 0;
+  int iColumnCount = 0;
 };

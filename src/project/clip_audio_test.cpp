@@ -220,4 +220,48 @@ TEST_F(ClipAudioTest, LowAndHighResolutionProfilesAgree) {
   EXPECT_FALSE(clip.CreateWaveProfileIfChanged(0, 10, clip.GetEnd(), 10));
 }
 
+// Scrolling keeps the columns already made: each step reads only what came into
+// view, and the result is the outline made afresh at that place.
+TEST_F(ClipAudioTest, ScrolledColumnsMatchColumnsMadeAfresh) {
+  constexpr int kFrames = 44100 * 4;
+  std::vector<float> samples(static_cast<std::size_t>(kFrames));
+  for (int i = 0; i < kFrames; ++i) {
+    // A slow swell under a tone: every column has its own peak.
+    samples[static_cast<std::size_t>(i)] = 0.9f * std::sin(i * 0.07f) * (0.5f + 0.5f * std::sin(i * 0.0003f));
+  }
+  LCutListAudio list;
+  {
+    LSoundSink sink = list.OpenSink(44100, 1);
+    sink->Write(samples.data(), kFrames);
+  }
+  TDClipAudio scrolled(list);
+  TDClipAudio fresh(list);
+  double const spp = 55.125;  // 1.25 ms a column: read from the samples
+  ASSERT_TRUE(scrolled.CreateWaveProfileColumns(spp, 0, 800));
+  EXPECT_FALSE(scrolled.CreateWaveProfileColumns(spp, 0, 800));  // nothing new
+  for (int first : {17, 40, 400, 390, 2500, 3000}) {
+    ASSERT_TRUE(scrolled.CreateWaveProfileColumns(spp, first, 800));
+    ASSERT_TRUE(fresh.CreateWaveProfileColumns(spp * 2, 0, 1));  // forget the grid
+    ASSERT_TRUE(fresh.CreateWaveProfileColumns(spp, first, 800));
+    int const columns = scrolled.GetProfileColumns();
+    ASSERT_EQ(columns, 800);
+    for (int c = 0; c < columns; ++c) {
+      ASSERT_EQ(scrolled.GetUpperProfile()[c], fresh.GetUpperProfile()[c]) << first << " " << c;
+      ASSERT_EQ(scrolled.GetLowerProfile()[c], fresh.GetLowerProfile()[c]) << first << " " << c;
+    }
+    // The columns hold the peaks of their own frames.
+    int const c = 123;
+    float peak = 0;
+    for (int f = static_cast<int>(std::floor((first + c) * spp)); f < static_cast<int>(std::floor((first + c + 1) * spp)) && f < kFrames; ++f) {
+      peak = std::max(peak, samples[static_cast<std::size_t>(f)]);
+    }
+    EXPECT_NEAR(scrolled.GetUpperProfile()[c], peak * 255, 1.5) << first;
+    // Past the clip's end the columns are empty.
+    if (first + columns > kFrames / spp) {
+      EXPECT_EQ(scrolled.GetUpperProfile()[columns - 1], 0);
+    }
+  }
+  EXPECT_FALSE(scrolled.CreateWaveProfileColumns(spp, -1, 10));
+}
+
 }  // namespace

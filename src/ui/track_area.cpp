@@ -183,12 +183,14 @@ void TDTrackArea::DrawClip(QPainter& painter, TDClip& clip, QRect const& r) {
   bool const collapsed = track->bCollapsed;
   if (audio != nullptr && right > left && !collapsed) {
     TDPixelSoundTimeMapper const map = Mapper();
-    LSoundTime const from = map.MapPixelToSoundTime(left) - clip.iPosition;
-    LSoundTime const to = map.MapPixelToSoundTime(right + 1) - clip.iPosition;
-    audio->CreateWaveProfileIfChanged(std::max<LSoundTime>(0, from), left, std::min(to, clip.GetEnd()), right + 1);
+    // Columns counted from the clip's own first column, so a scroll keeps the
+    // columns already read and reads only those that came into view.
+    double const framesPerPixel = map.GetMSPerPixel() * audio->GetSampleRate() / 1000.0;
+    int const firstColumn = left - r.left();
+    audio->CreateWaveProfileColumns(framesPerPixel, firstColumn, right + 1 - left);
     std::uint8_t const* upper = audio->GetUpperProfile();
     std::uint8_t const* lower = audio->GetLowerProfile();
-    int const columns = std::min(audio->GetProfilePixels(), right + 1 - left);
+    int const columns = std::min(audio->GetProfileColumns(), right + 1 - left);
     if (upper != nullptr && columns > 0) {
       // The selection stretches: the region's columns over this clip, when its
       // track is one of the region's.
