@@ -101,6 +101,9 @@ void TDTrackArea::paintEvent(QPaintEvent* event) {
 }
 
 void TDTrackArea::Draw(QPainter& painter, QRect const& area) {
+  // The view may have moved since the last event; lines and handles are placed
+  // through the control, so it takes the view first.
+  UpdateControlView();
   TDProject& project = Controller.GetProject();
   TDTrackPixelMapping const rows(project.Tracks);
   TDPixelSoundTimeMapper const map = Mapper();
@@ -122,7 +125,6 @@ void TDTrackArea::Draw(QPainter& painter, QRect const& area) {
 
   // Grid lines where the grid snaps, so a user sees where a clip will land.
   if (project.GridMode) {
-    UpdateControlView();
     QColor grid = pal.color(QPalette::Mid);
     grid.setAlpha(90);
     painter.setPen(grid);

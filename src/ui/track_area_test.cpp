@@ -119,6 +119,18 @@ TEST_F(TrackAreaTest, ClipsAreDrawnWithTheirOutlinesWhereTheProjectPutsThem) {
       EXPECT_GT(nearTop, body.width() / 2);
     }
   }
+  // Each clip's volume line runs along it at unity, in its own orange.
+  for (TDClip* clip : {a, b, c}) {
+    QRect const r = area->ClipRect(*clip);
+    int orange = 0;
+    for (int y = r.top() + 14; y <= r.bottom(); ++y) {
+      for (int x = r.left() + 2; x < r.right() - 2; ++x) {
+        QColor const p = shot.pixelColor(x, y);
+        orange += p.red() > 180 && p.green() > 100 && p.green() < 190 && p.blue() < 90 ? 1 : 0;
+      }
+    }
+    EXPECT_GT(orange, r.width() - 10) << clip->iPosition;
+  }
   // Between and after the clips the lanes are bare.
   QRect const gap(area->ClipRect(*a).right() + 3, area->ClipRect(*a).top(), 40, 60);
   EXPECT_EQ(Count(shot, gap, background), gap.width() * gap.height());
