@@ -33,6 +33,7 @@ enum TDCommand : int {
   CM_PROJECT_SAVE,
   CM_PROJECT_SAVE_AS,
   CM_PROJECT_CLOSE,
+  CM_PROJECT_EXPORT,
   // Live effects added to the current track with their defaults, one per
   // effect that plays in this build.
   CM_TRACK_LIVE_EFFECTS_ADD_AMPLIFY = 1101,

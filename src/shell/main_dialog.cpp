@@ -138,6 +138,7 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_PROJECT_SAVE: CmProjectSave(); return true;
     case CM_PROJECT_SAVE_AS: CmProjectSaveAs(); return true;
     case CM_PROJECT_CLOSE: CmProjectClose(); return true;
+    case CM_PROJECT_EXPORT: CmProjectExport(); return true;
     case CM_TRACK_LIVE_EFFECTS_ADD_AMPLIFY: CmTrackLiveEffectsAddAmplify(); return true;
     case CM_TRACK_LIVE_EFFECTS_ADD_HIGHPASS: CmTrackLiveEffectsAddHighpass(); return true;
     case CM_TRACK_LIVE_EFFECTS_ADD_LOWPASS: CmTrackLiveEffectsAddLowpass(); return true;

@@ -180,6 +180,10 @@ class MainDialog : public TDProjectNotify {
   int EvClipsDragCopy(LSoundTime offset, int rows);
   // The release of a trim: applies what the drag left pending on that edge.
   void EvClipEndTrimOrExpand(std::uint32_t clipId, bool leftEdge);
+  // Ctrl+E: asks where, then exports the project's mix there (main_dialog_export.cpp).
+  void CmProjectExport();
+  // The export itself, under a progress window; a failure is said and leaves no file.
+  bool ExportProjectTo(const std::string& path);
   // Space: plays from the cursor, or stops what plays. While recording it does
   // nothing; a device that won't open is said.
   void CmPlayStop();

@@ -175,6 +175,8 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(file, tr("&Save Project"), CM_PROJECT_SAVE, QKeySequence::Save);
   AddCommand(file, tr("Save Project &As..."), CM_PROJECT_SAVE_AS, QKeySequence::SaveAs);
   AddCommand(file, tr("&Close Project"), CM_PROJECT_CLOSE);
+  file->addSeparator();
+  AddCommand(file, tr("&Export Project..."), CM_PROJECT_EXPORT, QKeySequence(Qt::CTRL | Qt::Key_E));
   QMenu* recent = file->addMenu(tr("&Recent Projects"));
   // Filled when opened, so it always shows what exists now.
   connect(recent, &QMenu::aboutToShow, this, [this, recent] {
