@@ -12,7 +12,8 @@
 // MixWithEffectsBesideEcasound: 64 stereo tracks of one three-minute clip each,
 // every track with an Amplify and a High Pass, mixed from start to end; then, in
 // the same run, ecasound (Debian's ecasound, found on PATH) mixes the same 64
-// recordings through the same chain per input (-ea: amplify, -efh: high pass)
+// recordings through the same chain per input (-ea: amplify, -efh: high pass,
+// same gain and corner; the filters are not built alike, ours being one-pole)
 // into its null output, timed by the wall clock. The 64 recordings are written
 // once as float WAV files under /tmp/tandrel-mix-bench-wav/ (about 4 GB) and
 // kept there for later runs; the project's own copies go to its data folder and
@@ -35,7 +36,6 @@
 #include <vector>
 
 #include "effects/table_effects.h"
-
 #include "project/audio_cut_tank.h"
 #include "project/clip_audio.h"
 #include "project/project.h"
@@ -144,8 +144,8 @@ void OpenProjectMix(benchmark::State& state) {
 
 constexpr int kEffectTracks = 64;
 constexpr int kEffectSeconds = 180;
-constexpr float kAmplify = 1.5f;    // ecasound's -ea:150
-constexpr int kHighPassHz = 100;    // and -efh:100
+constexpr float kAmplify = 1.5f;  // ecasound's -ea:150
+constexpr int kHighPassHz = 100;  // and -efh:100
 
 std::string const kWavFolder = "/tmp/tandrel-mix-bench-wav";
 

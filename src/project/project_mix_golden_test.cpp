@@ -53,7 +53,7 @@ struct TrackPlan {
   double pan = 0.0;
   bool muted = false;
   bool solo = false;
-  float amplify = 1.0f;        // 1: no effect on the track
+  float amplify = 1.0f;           // 1: no effect on the track
   std::vector<Point> automation;  // the track's volume line on the timeline; empty: none
 };
 
