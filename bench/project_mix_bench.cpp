@@ -8,16 +8,34 @@
 //
 // Variants: the track count (8 or 64), and clips recorded at 48 kHz in a
 // 44.1 kHz project, so that every clip goes through the rate converter.
+//
+// MixWithEffectsBesideEcasound: 64 stereo tracks of one three-minute clip each,
+// every track with an Amplify and a High Pass, mixed from start to end; then, in
+// the same run, ecasound (Debian's ecasound, found on PATH) mixes the same 64
+// recordings through the same chain per input (-ea: amplify, -efh: high pass,
+// same gain and corner; the filters are not built alike, ours being one-pole)
+// into its null output, timed by the wall clock. The 64 recordings are written
+// once as float WAV files under /tmp/tandrel-mix-bench-wav/ (about 4 GB) and
+// kept there for later runs; the project's own copies go to its data folder and
+// are removed at exit. Counters: frames per second and the multiple of real time
+// of the mix, ecasound's seconds and multiple of real time, and
+// "ecasound_time_ratio", ecasound's time over ours (above 1: we are faster).
 #include <benchmark/benchmark.h>
 
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <random>
+#include <string>
 #include <vector>
 
+#include "effects/table_effects.h"
 #include "project/audio_cut_tank.h"
 #include "project/clip_audio.h"
 #include "project/project.h"
@@ -122,8 +140,157 @@ void OpenProjectMix(benchmark::State& state) {
   }
 }
 
+// ---- 64 tracks with effects, beside ecasound ----
+
+constexpr int kEffectTracks = 64;
+constexpr int kEffectSeconds = 180;
+constexpr float kAmplify = 1.5f;  // ecasound's -ea:150
+constexpr int kHighPassHz = 100;  // and -efh:100
+
+std::string const kWavFolder = "/tmp/tandrel-mix-bench-wav";
+
+std::string WavPath(int track) { return kWavFolder + "/track" + std::to_string(track) + ".wav"; }
+
+// A plain float WAV (format tag 3) of `frames` stereo frames at 44.1 kHz.
+std::uint64_t WavBytes(std::int64_t frames) { return 44 + static_cast<std::uint64_t>(frames) * 8; }
+
+void PutLE(std::ofstream& out, std::uint32_t v, int bytes) {
+  for (int i = 0; i < bytes; ++i) out.put(static_cast<char>((v >> (8 * i)) & 0xFF));
+}
+
+void WriteWavHeader(std::ofstream& out, std::int64_t frames) {
+  std::uint32_t const data = static_cast<std::uint32_t>(frames * 8);
+  out.write("RIFF", 4);
+  PutLE(out, 36 + data, 4);
+  out.write("WAVEfmt ", 8);
+  PutLE(out, 16, 4);
+  PutLE(out, 3, 2);  // IEEE float
+  PutLE(out, 2, 2);
+  PutLE(out, kMixRate, 4);
+  PutLE(out, kMixRate * 8, 4);
+  PutLE(out, 8, 2);
+  PutLE(out, 32, 2);
+  out.write("data", 4);
+  PutLE(out, data, 4);
+}
+
+// Quiet noise, different on every track, cheap to make: four billion samples
+// would take a while through a library distribution.
+struct Noise {
+  std::uint32_t state;
+  float Next() {
+    state = state * 1664525u + 1013904223u;
+    return (static_cast<float>(state >> 8) / 16777216.0f - 0.5f) * 0.1f;
+  }
+};
+
+struct EffectsFixture {
+  std::string folder;
+  TDProject project;
+  bool ready = false;
+
+  EffectsFixture() {
+    folder = (std::filesystem::temp_directory_path() / ("tandrel-mix-fx-bench-" + std::to_string(::getpid())))
+                 .string();
+    std::filesystem::create_directories(folder);
+    std::filesystem::create_directories(kWavFolder);
+    LAudioCutTank::Instance().SetWorkingFolder(folder);
+    project.szDataFolderPath = folder;
+
+    int const frames = kEffectSeconds * kMixRate;
+    std::vector<float> block(2 * 8192);
+    for (int t = 0; t < kEffectTracks; ++t) {
+      std::string const wav = WavPath(t);
+      std::error_code error;
+      bool const haveWav = std::filesystem::file_size(wav, error) == WavBytes(frames);
+      std::ofstream out;
+      if (!haveWav) {
+        out.open(wav, std::ios::binary | std::ios::trunc);
+        WriteWavHeader(out, frames);
+      }
+      LCutListAudio list;
+      {
+        LSoundSink sink = list.OpenSink(kMixRate, 2);
+        Noise noise{static_cast<std::uint32_t>(t * 2654435761u + 1)};
+        for (int done = 0; done < frames; done += 8192) {
+          int const n = std::min(8192, frames - done);
+          for (int i = 0; i < 2 * n; ++i) block[static_cast<std::size_t>(i)] = noise.Next();
+          sink->Write(block.data(), n);
+          if (!haveWav) out.write(reinterpret_cast<char const*>(block.data()), static_cast<std::streamsize>(n) * 8);
+        }
+      }
+      if (!haveWav && !out) return;
+      project.Tracks.AddTrack();
+      auto clip = std::make_unique<TDClipAudio>(list);
+      clip->iPosition = 0;
+      project.AddClip(std::move(clip), t, false);
+      TDTrack* track = project.Tracks.GetTrack(t);
+      track->EffectChain.Append(std::make_unique<LSPGain>(kAmplify));
+      track->EffectChain.Append(std::make_unique<LSPHighPass>(kHighPassHz));
+    }
+    ready = true;
+  }
+  ~EffectsFixture() {
+    project.Close();
+    std::filesystem::remove_all(folder);
+  }
+};
+
+// Wall-clock seconds of ecasound mixing the WAV files through the same chains;
+// negative when it could not be run.
+double TimeEcasound() {
+  std::string command = "ecasound -q -b:8192 -z:mixmode,sum";
+  for (int t = 0; t < kEffectTracks; ++t) {
+    command += " -a:" + std::to_string(t + 1) + " -i:" + WavPath(t) + " -ea:" + std::to_string(static_cast<int>(kAmplify * 100.0f)) +
+               " -efh:" + std::to_string(kHighPassHz);
+  }
+  command += " -a:all -o:null > /dev/null 2>&1";
+  auto const start = std::chrono::steady_clock::now();
+  int const status = std::system(command.c_str());
+  auto const end = std::chrono::steady_clock::now();
+  if (status != 0) return -1.0;
+  return std::chrono::duration<double>(end - start).count();
+}
+
+void MixWithEffectsBesideEcasound(benchmark::State& state) {
+  static EffectsFixture f;
+  if (!f.ready) {
+    state.SkipWithError("the recordings could not be written");
+    return;
+  }
+  int const frames = kEffectSeconds * kMixRate;
+  std::vector<float> buffer(2 * 8192);
+  double ours = 0.0;
+  for (auto _ : state) {
+    // The whole three minutes, opened as export opens it, per iteration.
+    auto const start = std::chrono::steady_clock::now();
+    LSoundSource const mix = f.project.OpenSourceForExport(kMixRate, 2, nullptr, false);
+    if (!mix.IsGood() || mix->GetEndSample() < frames) {
+      state.SkipWithError("the mix did not open");
+      return;
+    }
+    for (int done = 0; done < frames; done += 8192) mix->Read(buffer.data(), std::min(8192, frames - done));
+    benchmark::DoNotOptimize(buffer.data());
+    ours += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+  double const perMix = ours / static_cast<double>(state.iterations());
+  state.counters["frames_per_second"] = frames / perMix;
+  state.counters["realtime"] = kEffectSeconds / perMix;
+
+  double const ecasound = TimeEcasound();
+  if (ecasound < 0.0) {
+    state.SkipWithError("ecasound did not run (Debian package ecasound)");
+    return;
+  }
+  state.counters["ecasound_seconds"] = ecasound;
+  state.counters["ecasound_realtime"] = kEffectSeconds / ecasound;
+  state.counters["ecasound_time_ratio"] = ecasound / perMix;
+}
+
 }  // namespace
 
 BENCHMARK(MixProjectSameRate)->Arg(8)->Arg(64)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(MixProjectConvertingRate)->Arg(64)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(OpenProjectMix)->Arg(64)->Unit(benchmark::kMillisecond)->UseRealTime();
+// Each iteration mixes three minutes of 64 tracks; three are plenty.
+BENCHMARK(MixWithEffectsBesideEcasound)->Iterations(3)->Unit(benchmark::kSecond)->UseRealTime();
