@@ -110,6 +110,7 @@ int main(int argc, char** argv) {
   MainDialog controller(window, loop, engine);
   opener.SetProject(&controller.GetProject());
   transport.SetPlayerNotify(&window);
+  engine.SetPlayDevice(controller.GetSettings().szPlayDevice);
   loop.SetTimerHandler([&controller](int id) { controller.OnTimer(id); });
   window.SetController(&controller);
   window.show();

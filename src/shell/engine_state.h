@@ -1,4 +1,6 @@
 #pragma once
+#include <string>
+
 #include "foundation/sound_time.h"
 
 // The transport as the controller sees it when it decides a command. The real
@@ -17,6 +19,8 @@ class TDEngineState {
   // Plays the project from `time` (ms); false when no device would open. An engine
   // without devices never plays.
   virtual bool Play(LSoundTime /*time*/) { return false; }
+  // Plays to the device a "SoundOutDevice" setting names from now on.
+  virtual void SetPlayDevice(const std::string& /*setting*/) {}
 };
 
 // An engine with no devices behind it: never plays, never records.

@@ -180,6 +180,18 @@ class MainDialog : public TDProjectNotify {
   int EvClipsDragCopy(LSoundTime offset, int rows);
   // The release of a trim: applies what the drag left pending on that edge.
   void EvClipEndTrimOrExpand(std::uint32_t clipId, bool leftEdge);
+  // What the settings window edits.
+  struct TDSettings {
+    std::string szPlayDevice;  // the "SoundOutDevice" value; empty for the default
+    int iSampleRate = 44100;   // the project's
+    std::string szSaveFolder;  // where projects are saved by default
+    bool bMetronome = false;
+    int iMetronomeVolume = 0;  // dB
+  };
+  TDSettings GetSettings() const;
+  // Stores the preferences and changes the project's own; false, having said why,
+  // for a value out of range (nothing is changed then).
+  bool ApplySettings(TDSettings const& settings);
   // Ctrl+E: asks where, then exports the project's mix there (main_dialog_export.cpp).
   void CmProjectExport();
   // The export itself, under a progress window; a failure is said and leaves no file.

@@ -15,6 +15,11 @@ class TDSoundEngineState : public TDEngineState {
   // No recorder stands behind the engine yet: nothing records, nothing to stop.
   void StopRecord() override {}
   bool Play(LSoundTime time) override { return rEngine.Play(time); }
+  void SetPlayDevice(const std::string& setting) override {
+    LSoundPlayDevice device = rEngine.GetSoundPlayDevice();
+    device.no = LSoundPlayDeviceList::Get()->IndexFromSetting(setting);
+    rEngine.UpdateSoundPlayDevice(device);
+  }
   void Restart() override {
     if (rEngine.IsPlaying() || rEngine.IsScrubbing()) rEngine.Restart();
   }

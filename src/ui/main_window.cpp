@@ -22,6 +22,7 @@
 #include "shell/main_dialog.h"
 #include "ui/effect_chain_panel.h"
 #include "ui/qt_progress.h"
+#include "ui/settings_dialog.h"
 #include "ui/time_ruler.h"
 #include "ui/track_area.h"
 #include "ui/track_control.h"
@@ -192,6 +193,13 @@ void TDQtMainWindow::BuildMenus() {
     }
   });
   file->addSeparator();
+  QAction* settings = file->addAction(tr("Se&ttings..."));
+  settings->setObjectName(QStringLiteral("settings"));
+  connect(settings, &QAction::triggered, this, [this] {
+    if (!Controller) return;
+    TDSettingsDialog dialog(*Controller, this);
+    dialog.exec();
+  });
   QAction* quit = file->addAction(tr("&Quit"));
   quit->setShortcut(QKeySequence::Quit);
   connect(quit, &QAction::triggered, this, &QWidget::close);

@@ -1,6 +1,10 @@
 // The lanes drawn off screen over the real controller: clips appear where the
 // project puts them, with their outlines, and the mouse edits them.
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QSpinBox>
 #include <QDir>
 #include <QImage>
 #include <QTest>
@@ -16,6 +20,7 @@
 #include "sound/wave_file.h"
 #include "ui/main_window.h"
 #include "ui/qt_main_loop.h"
+#include "ui/settings_dialog.h"
 #include "ui/testing_ui.h"
 #include "ui/time_ruler.h"
 #include "ui/track_area.h"
@@ -235,6 +240,34 @@ TEST_F(TrackAreaTest, ZoomAndScrollMoveTheViewAndTheRulerLabelsTime) {
   EXPECT_EQ(window.Ruler()->width(), area->width());
   EXPECT_EQ(TDTimeRuler::TimeLabel(83500, 100), QStringLiteral("1:23.500"));
   EXPECT_EQ(TDTimeRuler::TimeLabel(83500, 5000), QStringLiteral("1:23"));
+}
+
+// The settings window shows what the controller holds and hands back what the
+// user changed; the project's rate and metronome are edits of the project.
+TEST_F(TrackAreaTest, SettingsShowAndChangeTheProjectAndThePreferences) {
+  TDSettingsDialog dialog(controller, &window);
+  EXPECT_EQ(dialog.RateBox()->currentData().toInt(), 44100);
+  EXPECT_EQ(dialog.DeviceBox()->currentIndex(), 0);
+  dialog.RateBox()->setCurrentIndex(dialog.RateBox()->findData(48000));
+  dialog.MetronomeBox()->setChecked(true);
+  dialog.MetronomeVolume()->setValue(-6);
+  dialog.FolderEdit()->setText(QString::fromStdString(scratch));
+  dialog.accept();
+  EXPECT_EQ(dialog.result(), QDialog::Accepted);
+  TDProject const& project = controller.GetProject();
+  EXPECT_EQ(project.PreferSampleRate.GetPreferredSampleRate(), 48000);
+  EXPECT_TRUE(project.Metronome.bMetronomeOn);
+  EXPECT_EQ(project.Metronome.GetMetronomeVolume(), -6);
+  EXPECT_TRUE(controller.IsProjectDirty());
+  EXPECT_EQ(controller.GetSettings().szSaveFolder, scratch);
+  EXPECT_TRUE(LUserSettingGet("Settings", "MetronomeMode", false));
+
+  // A rate out of range is refused and changes nothing.
+  MainDialog::TDSettings odd = controller.GetSettings();
+  odd.iSampleRate = 1000;
+  EXPECT_FALSE(controller.ApplySettings(odd));
+  EXPECT_EQ(controller.GetProject().PreferSampleRate.GetPreferredSampleRate(), 48000);
+  EXPECT_FALSE(dialogs.seen.empty());  // it said why
 }
 
 }  // namespace
