@@ -214,7 +214,7 @@ void TDQtMainWindow::BuildMenus() {
     if (!path.isEmpty() && Controller) Controller->CmClipOpen(path.toStdString());
   });
   AddCommand(clip, tr("&Delete Clip"), CM_CLIP_DELETE, QKeySequence(Qt::Key_Delete));
-  AddCommand(clip, tr("&Split at Cursor"), CM_CLIP_SPLIT, QKeySequence(Qt::CTRL | Qt::Key_B));
+  AddCommand(clip, tr("&Split at Cursor"), CM_CLIP_SPLIT, QKeySequence(Qt::Key_S));
   AddCommand(clip, tr("&Join Clips"), CM_CLIP_JOIN, QKeySequence(Qt::CTRL | Qt::Key_J));
   AddCommand(clip, tr("&Lock/Unlock"), CM_CLIP_LOCK_TOGGLE, QKeySequence(Qt::CTRL | Qt::Key_L));
   AddCommand(clip, tr("&Restore to Original"), CM_CLIP_RESTORE);
