@@ -189,8 +189,8 @@ TEST_F(ExportProjectTest, ClipsOfEveryKindExportToEveryFormat) {
 }
 
 // An empty project is an empty file with a valid head; an unknown type fails at
-// once with nothing made; a solo export ends with the solo tracks; and the
-// metronome's setting is what it was.
+// once with nothing made; a solo export ends with the solo tracks, and one with a
+// muted last track before it; and the metronome's setting is what it was.
 TEST_F(ExportProjectTest, EmptySoloUnknownAndTheMetronome) {
   {
     std::string const out = (scratch / "empty.wav").string();
@@ -293,6 +293,16 @@ TEST_F(ExportProjectTest, EmptySoloUnknownAndTheMetronome) {
     int channels = 0;
     EXPECT_EQ(ReadBack(out, rate, channels).size(), static_cast<std::size_t>(kRate * 3) * 2);
   }
+  // A muted track is not heard, so its clip, the last, does not lengthen the file.
+  Project().Tracks.GetTrack(1)->bMute = true;
+  {
+    std::string const out = (scratch / "muted.wav").string();
+    LTestProcessRecorder pi;
+    ASSERT_EQ(Export(out, pi), LProcessFinished);
+    int rate = 0;
+    int channels = 0;
+    EXPECT_EQ(ReadBack(out, rate, channels).size(), static_cast<std::size_t>(kRate * 5 / 4) * 2);
+  }
   for (char const* name : {"mix.xyz", "mix", "mix.m3u"}) {
     std::string const out = (scratch / name).string();
     LTestProcessRecorder pi;
@@ -322,6 +332,7 @@ TEST_F(ExportProjectTest, AStopAndADeadEncoderEndCleanly) {
     };
     auto const start = std::chrono::steady_clock::now();
     EXPECT_EQ(Export(out, pi), LProcessStopped);
+    EXPECT_TRUE(pi.Errors().empty()) << "a stop is no failure: " << pi.Errors()[0];
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
     EXPECT_TRUE(NoChildLeft());
   }
