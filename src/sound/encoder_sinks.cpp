@@ -202,6 +202,38 @@ LSoundSink OpenMPCSink(std::string const& path, int rate, int channels, LMPCEnco
 
 // ---------------------------------------------------------------------------
 // speexenc writes the Ogg stream to its standard output, which we put in the file.
+// On bare samples it first reads a dozen bytes to look for a WAV head, and with
+// fewer than that (an empty project) it fails with "short file" instead of making
+// an empty stream. So a sink that was given nothing hands it a WAV head of no
+// sound at the end; one that was given sound keeps the bare input, which has no
+// length limit.
+
+namespace {
+
+class LSpeexSink : public LSoundEncoderPipeSink {
+ public:
+  LSpeexSink(std::string const& commandLine, std::string const& targetPath, int rate, int channels)
+      : LSoundEncoderPipeSink(commandLine, targetPath, rate, channels) {}
+  ~LSpeexSink() override { Finish(); }
+
+  bool Finish() override {
+    if (!bEnded && !IsError() && GetPositionSample() == 0) {
+      std::vector<std::uint8_t> head = LMakeStreamingWavHead(GetSampleRate(), GetChannels());
+      for (std::size_t i = 0; i < 4; ++i) {
+        head[4 + i] = static_cast<std::uint8_t>(i == 0 ? 36 : 0);  // RIFF: the rest of the head
+        head[40 + i] = 0;                                           // data: none
+      }
+      if (!GetPipe().WriteSound(head.data(), head.size())) uErrorFlags |= LSoundSinkErrorFailed;
+    }
+    bEnded = true;
+    return LSoundEncoderPipeSink::Finish();
+  }
+
+ private:
+  bool bEnded = false;
+};
+
+}  // namespace
 
 LSoundSink OpenSpeexSink(std::string const& path, int rate, int channels, LSoundTags const* tags) {
   std::string program;
@@ -215,7 +247,7 @@ LSoundSink OpenSpeexSink(std::string const& path, int rate, int channels, LSound
     if (!tags->szComment.empty()) AddTag(cmd, "--comment", "COMMENT=" + tags->szComment);
   }
   cmd += " - -";
-  return LSoundSink::Make<LSoundEncoderPipeSink>(cmd, path, r, c);
+  return LSoundSink::Make<LSpeexSink>(cmd, path, r, c);
 }
 
 // ---------------------------------------------------------------------------

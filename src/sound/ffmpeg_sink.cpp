@@ -148,13 +148,22 @@ bool LFFMPEGEncodeSink::Open(std::string const& path, int rate, int channels, LF
   if (!(pFormat->oformat->flags & AVFMT_NOFILE) && avio_open(&pFormat->pb, path.c_str(), AVIO_FLAG_WRITE) < 0) {
     return false;
   }
-  AVDictionary* formatOptions = nullptr;
-  for (auto const& [k, v] : settings.vFormatOptions) av_dict_set(&formatOptions, k.c_str(), v.c_str(), 0);
-  r = avformat_write_header(pFormat, &formatOptions);
-  av_dict_free(&formatOptions);
-  if (r < 0) return false;
-  bHeaderWritten = true;
+  vFormatOptions = settings.vFormatOptions;
+  bOpened = true;
   return true;
+}
+
+bool LFFMPEGEncodeSink::WriteHeader(bool empty) {
+  AVDictionary* formatOptions = nullptr;
+  for (auto const& [k, v] : vFormatOptions) av_dict_set(&formatOptions, k.c_str(), v.c_str(), 0);
+  std::string const muxer = pFormat->oformat->name;
+  if (empty && (muxer == "mov" || muxer == "mp4" || muxer == "ipod")) {
+    av_dict_set(&formatOptions, "movflags", "+empty_moov", 0);
+  }
+  int const r = avformat_write_header(pFormat, &formatOptions);
+  av_dict_free(&formatOptions);
+  bHeaderWritten = r >= 0;
+  return bHeaderWritten;
 }
 
 void LFFMPEGEncodeSink::Close() {
@@ -200,7 +209,11 @@ bool LFFMPEGEncodeSink::EncodeGathered() {
 }
 
 void LFFMPEGEncodeSink::Write(float const* buffer, int frames) {
-  if (frames <= 0 || IsError() || bFinished || !bHeaderWritten) return;
+  if (frames <= 0 || IsError() || bFinished || !bOpened) return;
+  if (!bHeaderWritten && !WriteHeader(false)) {
+    Fail();
+    return;
+  }
   sPosition += frames;
   while (frames > 0) {
     int const n = std::min(frames, iFrameSize - iGathered);
@@ -219,7 +232,12 @@ void LFFMPEGEncodeSink::Write(float const* buffer, int frames) {
 bool LFFMPEGEncodeSink::Finish() {
   if (bFinished) return bResult;
   bFinished = true;
-  if (!IsError() && bHeaderWritten) {
+  if (!IsError() && bOpened) {
+    if (!bHeaderWritten && !WriteHeader(sPosition == 0)) {
+      Fail();
+      bResult = false;
+      return bResult;
+    }
     bool ok = EncodeGathered() && avcodec_send_frame(pCodec, nullptr) >= 0 && Drain();
     ok = av_write_trailer(pFormat) >= 0 && ok;
     if (pFormat->pb && !(pFormat->oformat->flags & AVFMT_NOFILE)) {

@@ -45,6 +45,10 @@ class LFFMPEGEncodeSink : public LSoundSinkBase {
   bool EncodeGathered();
   // Writes every packet the encoder has ready.
   bool Drain();
+  // The container's head, written when the first sound or the end comes: a QuickTime
+  // family muxer leaves a track without samples out of the file altogether, so a
+  // sink that was given nothing asks it for an empty index that keeps the track.
+  bool WriteHeader(bool empty);
   void Fail() { uErrorFlags |= LSoundSinkErrorFailed; }
   void Close();
 
@@ -59,6 +63,8 @@ class LFFMPEGEncodeSink : public LSoundSinkBase {
   std::vector<float> vGather;  // one encoder frame, interleaved
   int iGathered = 0;
   std::int64_t iNextPts = 0;
+  std::vector<std::pair<std::string, std::string>> vFormatOptions;
+  bool bOpened = false;
   bool bHeaderWritten = false;
   bool bFinished = false;
   bool bResult = false;

@@ -244,6 +244,16 @@ LFFMPEGSoundSourceBase::LFFMPEGSoundSourceBase(LCountedPtr<LFFMPEGSourceManager>
   // The first frame tells the true rate and channels (an HE-AAC stream states half
   // its rate in the container) and where the stream's time begins.
   if (!ReceiveFrame()) {
+    // A stream that ends cleanly before its first frame holds no sound at all (an
+    // export of an empty project): it opens, empty, in the container's format.
+    AVCodecParameters const* stated = stream->codecpar;
+    if (bDecoderEnded && iDamagedPackets == 0 && stated->sample_rate >= 1 && stated->sample_rate <= 1000000 &&
+        stated->ch_layout.nb_channels >= 1 && stated->ch_layout.nb_channels <= 255) {
+      sSampleRate = stated->sample_rate;
+      nChans = static_cast<std::uint8_t>(stated->ch_layout.nb_channels);
+      iEnd = 0;
+      return;
+    }
     uErrorState = LSoundErrorParameters;
     return;
   }
