@@ -192,6 +192,9 @@ class MainDialog : public TDProjectNotify {
   // Stores the preferences and changes the project's own; false, having said why,
   // for a value out of range (nothing is changed then).
   bool ApplySettings(TDSettings const& settings);
+  // Files dropped onto the window: a project opens, anything else becomes clips
+  // one after another on the current track; nothing while recording.
+  void EvDropFiles(const std::vector<std::string>& paths);
   // Ctrl+E: asks where, then exports the project's mix there (main_dialog_export.cpp).
   void CmProjectExport();
   // The export itself, under a progress window; a failure is said and leaves no file.

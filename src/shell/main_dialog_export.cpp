@@ -1,5 +1,7 @@
-// Exporting the project's mix from the window: the user names the file, its
-// extension picks the format, and the job runs under a progress window.
+// Files in and out through the window: exporting the project's mix to a file the
+// user names (its extension picks the format, the job runs under a progress
+// window), and files dropped onto the window.
+#include <algorithm>
 #include <filesystem>
 
 #include "shell/export.h"
@@ -56,4 +58,28 @@ bool MainDialog::ExportProjectTo(const std::string& path) {
   std::filesystem::remove(path, ignored);
   if (result == LProcessFailed && !said) View.Alert(TDExportFailedText(path), "");
   return false;
+}
+
+void MainDialog::EvDropFiles(const std::vector<std::string>& paths) {
+  if (paths.empty()) return;
+  if (Engine.IsRecording()) {
+    View.Alert("Tandrel can't open clips when it is recording. Please stop recording, then try loading clips.", "");
+    return;
+  }
+  // A project dropped opens in place of this one; files become clips, each
+  // after the one before on the current track.
+  for (std::string const& path : paths) {
+    if (std::filesystem::path(path).extension() == ".tdpj") {
+      ProjectLoad(path);
+      return;
+    }
+  }
+  for (std::string const& path : paths) {
+    if (!AddClip(path)) break;
+    LSoundTime end = iCursor;
+    for (auto const& c : Project.Clips.GetClips()) {
+      if (c->iTrackIndex == Project.Tracks.GetCurrentTrackIndex()) end = std::max(end, c->GetEndTime());
+    }
+    SetCursorPosition(end);
+  }
 }

@@ -90,4 +90,21 @@ TEST_F(ExportCommandTest, TheMixGoesWhereTheUserSaysAndAFailureLeavesNothing) {
   EXPECT_FALSE(fs::exists(nowhere));
 }
 
+TEST_F(ExportCommandTest, DroppedFilesFollowOneAnotherAndNothingOpensWhileRecording) {
+  PlaceTone(0);  // makes tone.wav and a first clip
+  std::string const tone = (scratch / "tone.wav").string();
+  dialog.SetCursorPosition(2000);
+  dialog.EvDropFiles({tone, tone});
+  auto const& clips = dialog.GetProject().Clips.GetClips();
+  ASSERT_EQ(clips.size(), 3u);
+  EXPECT_EQ(clips[1]->iPosition, 2000);
+  EXPECT_EQ(clips[2]->iPosition, clips[1]->GetEndTime());  // the second after the first
+  engine.recording = true;
+  dialog.EvDropFiles({tone});
+  EXPECT_EQ(dialog.GetProject().Clips.GetCount(), 3);
+  ASSERT_FALSE(view.alerts.empty());
+  EXPECT_EQ(view.alerts.back().text,
+            "Tandrel can't open clips when it is recording. Please stop recording, then try loading clips.");
+}
+
 }  // namespace

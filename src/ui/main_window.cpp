@@ -5,6 +5,10 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QMimeData>
+#include <QUrl>
 #include <QColorDialog>
 #include <QFileDialog>
 #include <QLabel>
@@ -34,6 +38,7 @@ const QString kAppName = QStringLiteral("Tandrel");
 TDQtMainWindow::TDQtMainWindow(QWidget* parent) : QMainWindow(parent) {
   setWindowTitle(kAppName);
   resize(1000, 700);
+  setAcceptDrops(true);
 
   auto* central = new QWidget(this);
   auto* column = new QVBoxLayout(central);
@@ -209,8 +214,10 @@ void TDQtMainWindow::BuildMenus() {
   open->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
   connect(open, &QAction::triggered, this, [this] {
     QString const path = QFileDialog::getOpenFileName(this, tr("Open Clip"), QString(),
-                                                      tr("Audio files (*.wav *.wave *.bwf *.aif *.aiff *.aifc *.afc "
-                                                         "*.au *.snd *.gsm);;All files (*)"));
+                                                      tr("Sound and video files (*.wav *.wave *.bwf *.aif *.aiff *.aifc "
+                                                         "*.afc *.au *.snd *.gsm *.mp3 *.flac *.ogg *.oga *.opus *.m4a "
+                                                         "*.aac *.mpc *.spx *.amr *.caf *.vox *.raw *.wma *.mp4 *.mov "
+                                                         "*.avi *.mkv *.webm);;All files (*)"));
     if (!path.isEmpty() && Controller) Controller->CmClipOpen(path.toStdString());
   });
   AddCommand(clip, tr("&Delete Clip"), CM_CLIP_DELETE, QKeySequence(Qt::Key_Delete));
@@ -412,6 +419,19 @@ LProcessResult TDQtMainWindow::RunModalJob(const std::string& title,
   LProcessResult const result = job(progress);
   if (result == LProcessFailed && !progress.GetError().empty()) Alert(progress.GetError(), "");
   return result;
+}
+
+void TDQtMainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void TDQtMainWindow::dropEvent(QDropEvent* event) {
+  std::vector<std::string> paths;
+  for (QUrl const& url : event->mimeData()->urls()) {
+    if (url.isLocalFile()) paths.push_back(url.toLocalFile().toStdString());
+  }
+  event->acceptProposedAction();
+  if (Controller) Controller->EvDropFiles(paths);
 }
 
 void TDQtMainWindow::closeEvent(QCloseEvent* event) {

@@ -65,6 +65,8 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
 
  private:
   void BuildMenus();
