@@ -97,6 +97,7 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
     soFillStarted.Reset();
     soFillFinished.Reset();
     soBufferReady.Reset();
+    bDeviceLost = false;
     bPlaying = true;
     if (!LThread::Start(LThreadPriorityNormal) || !spll.Start()) {
       bPlaying = false;  // it never played: no stop to tell
@@ -124,6 +125,10 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
   }
 
   bool IsPlaying() const { return bPlaying; }
+  // Whether the last stop came from the device going away while it played (a
+  // sound server that died): the owner says so, where a stop by hand or at the end
+  // says nothing. Cleared by the next Start.
+  bool IsDeviceLost() const { return bDeviceLost; }
 
   // Holds the pump off across calls of the main thread.
   void Suspend() {
@@ -229,6 +234,7 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
       return;
     }
     if (bNotifyError.exchange(false)) {
+      bDeviceLost = true;
       Stop();
       return;
     }
@@ -331,7 +337,16 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
 
   void DoneHandlerFunction(LThread& self) {
     while (!self.IsToStop()) {
-      if (!spll.WaitForEmptyBuffer(self)) continue;
+      if (!spll.WaitForEmptyBuffer(self)) {
+        // No tick for a while: the device may be gone (a server that died
+        // closes our stream, a stream that failed stops calling back). Nothing would
+        // ever wake the pump again, so the main thread is told to stop.
+        if (spll.IsDeviceLost()) {
+          bNotifyError = true;
+          Post();
+        }
+        continue;
+      }
       soBufferReady.Set();
       bNotifyTimeLevel = true;
       Post();
@@ -360,6 +375,7 @@ class LSoundPlayerTemplate : public LThread, public LThreadQueuedNotify, public 
   std::atomic<bool> bNotifyPosted{false};
   bool bSuspended = false;
   bool bPlaying = false;
+  bool bDeviceLost = false;
   LLockObject loSuspend;
   LCrossFadeSource cfs;
   bool bLowLatency = false;

@@ -254,6 +254,29 @@ TEST_F(JackDevices, ARestartCrossFadesWithoutAClickAndKeepsThePosition) {
     ASSERT_LE(std::fabs(heard[i] - heard[i - 2]), steepest) << "a click at frame " << i / 2;
 }
 
+TEST_F(JackDevices, AStreamTheServerDropsStopsThePlayerAsALostDevice) {
+  // A period changed under a running stream: RtAudio reports it to its error
+  // callback and the stream never calls back again. The player must not wait for
+  // ever with a full ring: the stop reaches the main thread, as a lost device.
+  LSoundSource source = LSoundSource::Make<LTestFunctionSource>(kRate, 2, 20 * kRate, Marker);
+  ASSERT_TRUE(StartPlayer(source));
+  ASSERT_TRUE(PumpUntil(queue, [&] { return capture->GetFilled() > kRate / 2; }, 5000));
+  ASSERT_TRUE(capture->SetServerPeriod(2048));
+  ASSERT_TRUE(PumpUntil(queue, [&] { return notify.stops > 0; }, 8000)) << "the player still waits";
+  EXPECT_FALSE(player.IsPlaying());
+  EXPECT_TRUE(player.IsDeviceLost());
+  EXPECT_EQ(player.GetDeviceLayer().GetError(), LSoundPlayerLLCA::ErrorDeviceLost);
+
+  // The device is still there: the next play opens it anew and plays to the end,
+  // and that stop is no loss.
+  int const before = capture->GetFilled();
+  ASSERT_TRUE(StartPlayer(LSoundSource::Make<LTestFunctionSource>(kRate, 2, kRate / 2, Marker)));
+  EXPECT_FALSE(player.IsDeviceLost());
+  ASSERT_TRUE(PumpUntil(queue, [&] { return notify.stops > 1; }, 8000));
+  EXPECT_FALSE(player.IsDeviceLost());
+  EXPECT_GT(capture->GetFilled() - before, kRate / 2);
+}
+
 TEST_F(JackDevices, TheInputSideRecordsWhatThePlayerSends) {
   // The player's own JACK client is a device to record from: its outputs loop back
   // into the input side, through the ring of 20 ms buffers, into a sink.

@@ -235,6 +235,9 @@ void LSoundPlayerLLCA::_Stop() {
 void LSoundPlayerLLCA::Stop() {
   _Stop();
   lss.Close();
+  // A stream that went away is not kept for the next play: that one opens anew,
+  // on a server that may have come back or changed its period meanwhile.
+  if (iError == ErrorDeviceLost) CloseStream();
   status = 0;
 }
 
@@ -253,7 +256,7 @@ void LSoundPlayerLLCA::WriteBuffer(int frames) {
 }
 
 bool LSoundPlayerLLCA::WaitForEmptyBuffer(LThread& thread) {
-  if (thread.ProcessWaitSignal(soBufReady.GetRef(), 1000) != LProcessWaitSignaled) return false;
+  if (thread.ProcessWaitSignal(soBufReady.GetRef(), TickWaitMs) != LProcessWaitSignaled) return false;
   soBufReady.Reset();
   return true;
 }
@@ -342,6 +345,12 @@ void LSoundPlayerLLCA::SetDevice(LSoundPlayDevice const& d) {
     WriteBuffer(GetBlockFrames());
     if (au->Start()) status = StatusPlaying;
   }
+}
+
+bool LSoundPlayerLLCA::IsDeviceLost() {
+  if (!(status.load() & StatusPlaying) || !au || !au->IsLost()) return false;
+  iError = ErrorDeviceLost;
+  return true;
 }
 
 void LSoundPlayerLLCA::SetSpeakerOutputs(std::vector<int> outputs) {

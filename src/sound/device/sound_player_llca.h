@@ -35,10 +35,15 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
   static constexpr int ErrorNoFill = 9;
   // The error of a stream that opened but would not start.
   static constexpr int ErrorNoStart = 10;
+  // The error of a stream that went away while playing (IsDeviceLost).
+  static constexpr int ErrorDeviceLost = 11;
   // How long Play waits for the pump's first block.
   static constexpr unsigned FillWaitMs = 5000;
   // Level ticks a second.
   static constexpr int TicksPerSecond = 30;
+  // How long WaitForEmptyBuffer waits for a tick: several ticks' time, so that a
+  // device gone quiet is noticed soon.
+  static constexpr unsigned TickWaitMs = 250;
   // The ring of normal play and the one of low latency (scrubbing), in floats of a
   // stereo stream, with the pump's block in frames.
   static constexpr std::uint32_t RingFloats = 262144;
@@ -93,8 +98,9 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
     return Ring().GetFilledFrames() > 0 ||
            ((status.load() & StatusPlaying) && uCallbacksSinceDry.load(std::memory_order_acquire) < 2);
   }
-  // Waits for the next level tick. False when `thread` is told to stop or a second
-  // passed without one (the caller then looks at its stop and waits again).
+  // Waits for the next level tick. False when `thread` is told to stop or
+  // TickWaitMs passed without one (the caller then looks at its stop, and whether
+  // the device is still there, and waits again).
   bool WaitForEmptyBuffer(LThread& thread);
   int GetBlockFrames() const { return Ring().GetBlockFrames(); }
   // The ring's half point in blocks: how far the pump may fall behind.
@@ -123,6 +129,11 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
   // Same device: the channels are mapped anew; another device: the stream reopens.
   void SetDevice(LSoundPlayDevice const& device);
   LSoundPlayDevice const& GetDevice() const { return device; }
+
+  // Whether the stream that plays has gone from under us (the service closed it, or
+  // it stopped calling back). The error is then ErrorDeviceLost. Asked by the
+  // player's done handler when the ticks stop coming.
+  bool IsDeviceLost();
   // Where each channel of a surround source plays; empty for channel i on output i.
   void SetSpeakerOutputs(std::vector<int> outputs);
 
@@ -199,7 +210,7 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
   signed char iLastLevel[255] = {};
   int iDropFrames = 0;
   bool bRefillPending = false;
-  int iError = 0;
+  std::atomic<int> iError{0};
   std::atomic<pid_t> tidRender{-1};
   std::atomic<std::uint64_t> uTicks{0};
   std::atomic<std::uint64_t> uUnderruns{0};

@@ -5,11 +5,29 @@
 
 #include <RtAudio.h>
 
+#include <time.h>
+
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <exception>
+#include <thread>
 
 namespace {
+
+// A stream we keep running that has not called back for this long is gone.
+constexpr std::int64_t kSilentLostMs = 2000;
+// Silent for this long after the service reported trouble: gone as well.
+constexpr std::int64_t kSilentSuspectMs = 250;
+// How long a stop waits for the service to finish closing a stream by itself.
+constexpr std::int64_t kServiceCloseWaitMs = 1000;
+
+std::int64_t NowMs() {
+  timespec ts{};
+  ::clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<std::int64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
+}
 
 RtAudio::Api ToRtApi(int api) {
   switch (api) {
@@ -26,9 +44,13 @@ bool IsCompiled(RtAudio::Api api) {
   return std::find(apis.begin(), apis.end(), api) != apis.end();
 }
 
-// Warnings of a running stream (an xrun, a server gone) come here rather than to
-// standard error; a stream that stops calling back is how the player learns of them.
-void IgnoreStreamError(RtAudioError::Type, std::string const&) {}
+// Errors and warnings of open streams come here rather than to standard error.
+// RtAudio says neither which stream nor anything a caller could act on at once: a
+// fatal one has already stopped the stream, and after a warning from the callback
+// (a JACK buffer size that changed under it) the stream stops calling back. So they
+// are only counted; a stream that then falls silent is taken as lost sooner.
+std::atomic<unsigned> gStreamErrors{0};
+void CountStreamError(RtAudioError::Type, std::string const&) { gStreamErrors.fetch_add(1, std::memory_order_relaxed); }
 
 // An RtAudio object of one back end, or null when that back end is not built in or
 // cannot even start.
@@ -112,7 +134,7 @@ class LRtAudioStream : public LSoundStream {
       bool const output = pRender != nullptr;
       pAudio->openStream(output ? &params : nullptr, output ? nullptr : &params, RTAUDIO_FLOAT32,
                          static_cast<unsigned>(request.iRate), &frames, &LRtAudioStream::Callback, this, &options,
-                         &IgnoreStreamError);
+                         &CountStreamError);
       if (!pAudio->isStreamOpen()) {
         pAudio.reset();
         return false;
@@ -129,6 +151,8 @@ class LRtAudioStream : public LSoundStream {
 
   void Close() override {
     if (!pAudio) return;
+    bStarted = false;
+    WaitForServiceClose();
     try {
       if (pAudio->isStreamRunning()) pAudio->abortStream();
       if (pAudio->isStreamOpen()) pAudio->closeStream();
@@ -140,8 +164,11 @@ class LRtAudioStream : public LSoundStream {
   bool Start() override {
     if (!pAudio) return false;
     try {
+      iLastCallbackMs = NowMs();
+      uErrorsAtStart = gStreamErrors.load(std::memory_order_relaxed);
       if (!pAudio->isStreamRunning()) pAudio->startStream();
-      return pAudio->isStreamRunning();
+      bStarted = pAudio->isStreamRunning();
+      return bStarted;
     } catch (...) {
       return false;
     }
@@ -149,6 +176,8 @@ class LRtAudioStream : public LSoundStream {
 
   void Stop() override {
     if (!pAudio) return;
+    bStarted = false;
+    WaitForServiceClose();
     try {
       // Dropped at once, not drained: a stop means silence now.
       if (pAudio->isStreamRunning()) pAudio->abortStream();
@@ -161,9 +190,34 @@ class LRtAudioStream : public LSoundStream {
   int GetBufferFrames() const override { return iBufferFrames; }
   int GetSampleRate() const override { return iRate; }
 
+  // RtAudio keeps its stream's state in a plain field that its own threads change
+  // (a JACK server's shutdown closes the stream on a thread RtAudio starts); reading
+  // it from here is what RtAudio's own calls do, and a stale answer only delays the
+  // verdict by one look.
+  bool IsLost() const override {
+    if (!bStarted.load() || !pAudio) return false;
+    if (!pAudio->isStreamOpen() || !pAudio->isStreamRunning()) return true;
+    std::int64_t const silent = NowMs() - iLastCallbackMs.load(std::memory_order_relaxed);
+    if (silent >= kSilentLostMs) return true;
+    return silent >= kSilentSuspectMs && gStreamErrors.load(std::memory_order_relaxed) != uErrorsAtStart;
+  }
+
  private:
+  // When a JACK server goes away, RtAudio closes the stream by itself on a thread
+  // of its own, and a stop or close of ours meanwhile would free what that thread
+  // is still using. A stream that has gone quiet gets a moment to finish that
+  // before we touch it; a stream that is merely stalled is stopped after it.
+  void WaitForServiceClose() {
+    if (!pAudio->isStreamOpen() || !pAudio->isStreamRunning()) return;
+    if (NowMs() - iLastCallbackMs.load(std::memory_order_relaxed) < kSilentSuspectMs) return;
+    std::int64_t const deadline = NowMs() + kServiceCloseWaitMs;
+    while (pAudio->isStreamOpen() && pAudio->isStreamRunning() && NowMs() < deadline)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+
   static int Callback(void* out, void* in, unsigned int frames, double, RtAudioStreamStatus, void* user) {
     auto* self = static_cast<LRtAudioStream*>(user);
+    self->iLastCallbackMs.store(NowMs(), std::memory_order_relaxed);
     if (self->pRender) {
       if (out) self->pRender->Render(static_cast<float*>(out), static_cast<int>(frames));
     } else if (self->pCapture && in) {
@@ -177,6 +231,9 @@ class LRtAudioStream : public LSoundStream {
   std::unique_ptr<RtAudio> pAudio;
   int iBufferFrames = 0;
   int iRate = 0;
+  std::atomic<bool> bStarted{false};  // started by us and not stopped since
+  std::atomic<std::int64_t> iLastCallbackMs{0};
+  unsigned uErrorsAtStart = 0;
 };
 
 std::unique_ptr<LSoundStream> SystemOutput(LSoundRenderCallback& render) {

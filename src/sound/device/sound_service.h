@@ -50,6 +50,11 @@ class LSoundStream {
   // Frames per callback as the device settled them (its own buffer): part of the lag.
   virtual int GetBufferFrames() const = 0;
   virtual int GetSampleRate() const = 0;
+  // Whether a stream we started and have not stopped is gone from under us: the
+  // service closed or stopped it (a JACK server that went away), or it has not
+  // called back for a long while. Asked from the player's threads, never from the
+  // callback.
+  virtual bool IsLost() const { return false; }
 };
 
 // The service's streams. An output calls `render`, an input `capture`; both must

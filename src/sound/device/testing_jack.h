@@ -17,6 +17,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "foundation/main_thread_queue.h"
@@ -25,10 +26,46 @@
 
 class LTestJackServer {
  public:
-  explicit LTestJackServer(int rate = 48000, int period = 256) {
+  // A server under a name of its own, or under `name` (a server started again
+  // after the last one under that name went away).
+  explicit LTestJackServer(int rate = 48000, int period = 256, std::string name = "")
+      : szName(std::move(name)), iRate(rate), iPeriod(period) {
     static int serial = 0;
-    szName = "tandrel-test-" + std::to_string(::getpid()) + "-" + std::to_string(++serial);
-    std::string const r = std::to_string(rate), p = std::to_string(period);
+    if (szName.empty()) szName = "tandrel-test-" + std::to_string(::getpid()) + "-" + std::to_string(++serial);
+    Start();
+  }
+  ~LTestJackServer() {
+    Kill(SIGTERM);
+    ::unsetenv("JACK_DEFAULT_SERVER");
+    LSoundPlayDeviceList::Refresh();
+  }
+  LTestJackServer(LTestJackServer const&) = delete;
+  LTestJackServer& operator=(LTestJackServer const&) = delete;
+
+  // Ends the server with `signal` (SIGKILL: it dies without a word to its
+  // clients) and waits for it to be gone.
+  void Kill(int signal) {
+    if (pid > 0) {
+      ::kill(pid, signal);
+      int st = 0;
+      ::waitpid(pid, &st, 0);
+    }
+    pid = -1;
+    bUp = false;
+  }
+  // Starts the server again under the same name, as a user would after it died.
+  bool Restart() {
+    Kill(SIGTERM);
+    Start();
+    return bUp;
+  }
+
+  bool IsUp() const { return bUp; }
+  std::string const& GetName() const { return szName; }
+
+ private:
+  void Start() {
+    std::string const r = std::to_string(iRate), p = std::to_string(iPeriod);
     pid = ::fork();
     if (pid == 0) {
       // The server dies with the test, even one that crashes.
@@ -63,23 +100,10 @@ class LTestJackServer {
     // The device lists are read again, now with this server in them.
     LSoundPlayDeviceList::Refresh();
   }
-  ~LTestJackServer() {
-    if (pid > 0) {
-      ::kill(pid, SIGTERM);
-      int st = 0;
-      ::waitpid(pid, &st, 0);
-    }
-    ::unsetenv("JACK_DEFAULT_SERVER");
-    LSoundPlayDeviceList::Refresh();
-  }
-  LTestJackServer(LTestJackServer const&) = delete;
-  LTestJackServer& operator=(LTestJackServer const&) = delete;
 
-  bool IsUp() const { return bUp; }
-  std::string const& GetName() const { return szName; }
-
- private:
   std::string szName;
+  int iRate;
+  int iPeriod;
   pid_t pid = -1;
   bool bUp = false;
 };
@@ -100,10 +124,13 @@ class LTestJackCapture {
     }
     jack_set_process_callback(pClient, &LTestJackCapture::Process, this);
     jack_set_xrun_callback(pClient, &LTestJackCapture::Xrun, this);
+    jack_on_shutdown(pClient, &LTestJackCapture::Shutdown, this);
     bActive = jack_activate(pClient) == 0;
   }
   ~LTestJackCapture() {
-    if (pClient) {
+    // A client whose server died is left as it is: jackd's library crashes in
+    // both deactivating and closing it. A test that kills its server leaks it.
+    if (pClient && !bServerGone.load()) {
       jack_deactivate(pClient);
       jack_client_close(pClient);
     }
@@ -117,14 +144,21 @@ class LTestJackCapture {
     return std::vector<float>(frames.begin(), frames.begin() + static_cast<std::ptrdiff_t>(n) * nChans);
   }
   int GetFilled() const { return iFilled.load(); }
+  // One sample recorded; `frame` below GetFilled().
+  float Sample(int frame, int channel) const {
+    return frames[static_cast<std::size_t>(frame) * static_cast<std::size_t>(nChans) + static_cast<std::size_t>(channel)];
+  }
   // Cycles the server reported late: a frame lost then is the machine's, not ours.
   int GetXruns() const { return iXruns.load(); }
+  // Changes the server's period for every client, as a user's patchbay may.
+  bool SetServerPeriod(int frames) { return jack_set_buffer_size(pClient, static_cast<jack_nframes_t>(frames)) == 0; }
   // Connects output port `from` (full name) to our input `channel`.
   bool Connect(std::string const& from, int channel) {
     return jack_connect(pClient, from.c_str(), jack_port_name(ports[static_cast<std::size_t>(channel)])) == 0;
   }
 
  private:
+  static void Shutdown(void* self) { static_cast<LTestJackCapture*>(self)->bServerGone = true; }
   static int Xrun(void* self) {
     static_cast<LTestJackCapture*>(self)->iXruns.fetch_add(1);
     return 0;
@@ -146,6 +180,7 @@ class LTestJackCapture {
   std::vector<float> frames;
   std::atomic<int> iFilled{0};
   std::atomic<int> iXruns{0};
+  std::atomic<bool> bServerGone{false};
   jack_client_t* pClient = nullptr;
   std::vector<jack_port_t*> ports;
   bool bActive = false;
