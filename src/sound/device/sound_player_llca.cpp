@@ -52,10 +52,19 @@ LSoundPlayerLLCA::~LSoundPlayerLLCA() {
   CloseStream();
 }
 
+LSoundDeviceEntry const& LSoundPlayerLLCA::ChosenEntry(LSoundPlayDeviceList const& list) const {
+  int index = device.no;
+  if (!szDeviceName.empty() && list.GetName(index) != szDeviceName) {
+    int const found = list.FindByName(szDeviceName);
+    if (found >= 0) index = found;
+  }
+  return list.GetEntry(index);
+}
+
 LSoundSource LSoundPlayerLLCA::ConformSource(LSoundSource const& source) const {
   if (source->IsError()) return source;
   std::shared_ptr<LSoundPlayDeviceList const> list = LSoundPlayDeviceList::Get();
-  LSoundDeviceEntry const& entry = list->GetEntry(device.no);
+  LSoundDeviceEntry const& entry = ChosenEntry(*list);
   LSoundSource s = source;
   int const outputs = entry.nOutputChannels;
   if (outputs > 0 && s->GetChannels() > outputs) {
@@ -112,7 +121,7 @@ bool LSoundPlayerLLCA::SetSoundSource(LSoundSource& source) {
 
 bool LSoundPlayerLLCA::OpenStreamFor(int rate, int channels) {
   std::shared_ptr<LSoundPlayDeviceList const> list = LSoundPlayDeviceList::Get();
-  LSoundDeviceEntry const& entry = list->GetEntry(device.no);
+  LSoundDeviceEntry const& entry = ChosenEntry(*list);
   if (entry.iApi == LSoundServiceNone || entry.nOutputChannels <= 0 || channels < 1 || channels > 255) return false;
   std::vector<int> const map = LSoundMapChannelsToOutputs(channels, entry.nOutputChannels, device,
                                                           speakerOutputs.empty() ? nullptr : &speakerOutputs);
@@ -312,12 +321,14 @@ void LSoundPlayerLLCA::ResyncFinish() {
 }
 
 void LSoundPlayerLLCA::SetDevice(LSoundPlayDevice const& d) {
-  if (d == device) return;
+  std::shared_ptr<LSoundPlayDeviceList const> list = LSoundPlayDeviceList::Get();
+  std::string const name = list->GetName(d.no);
+  if (d == device && name == szDeviceName) return;
   device = d;
+  szDeviceName = name;
   if (!au || !au->IsOpen() || nChans <= 0) return;
   bool const wasPlaying = (status.load() & StatusPlaying) != 0;
-  std::shared_ptr<LSoundPlayDeviceList const> list = LSoundPlayDeviceList::Get();
-  LSoundDeviceEntry const& entry = list->GetEntry(device.no);
+  LSoundDeviceEntry const& entry = ChosenEntry(*list);
   if (entry.szName == szStreamDevice && entry.iApi == iStreamApi) {
     // The same device: the stream stays if the new outputs lie in it.
     std::vector<int> const map = LSoundMapChannelsToOutputs(nChans, entry.nOutputChannels, device,

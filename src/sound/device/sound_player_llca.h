@@ -127,6 +127,8 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
   void ResyncFinish();
 
   // Same device: the channels are mapped anew; another device: the stream reopens.
+  // The device is remembered by its name as well: when the list is read again and
+  // the index names another device, the one of that name is played to.
   void SetDevice(LSoundPlayDevice const& device);
   LSoundPlayDevice const& GetDevice() const { return device; }
 
@@ -161,6 +163,8 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
  private:
   LCARingBuffer& Ring() { return bLowLatency ? caRingBufferLowLatency : caRingBuffer; }
   LCARingBuffer const& Ring() const { return bLowLatency ? caRingBufferLowLatency : caRingBuffer; }
+  // The list's entry of the chosen device.
+  LSoundDeviceEntry const& ChosenEntry(LSoundPlayDeviceList const& list) const;
   // Opens (or keeps) a stream for `rate` and `channels` on the chosen device.
   bool OpenStreamFor(int rate, int channels);
   void CloseStream();
@@ -172,6 +176,7 @@ class LSoundPlayerLLCA : public LSoundRenderCallback {
   std::unique_ptr<LSoundStream> au;
   LSoundSource lss;
   LSoundPlayDevice device;
+  std::string szDeviceName;  // the chosen device's name when it was chosen
   LThread* pInterface = nullptr;
   std::atomic<unsigned> status{0};
   std::atomic<int> sPosition{0};

@@ -192,4 +192,27 @@ TEST_F(PlayerLLCA, ModeOneOpensPaused) {
   EXPECT_FALSE(LTestManualStream::Last()->bRunning);
 }
 
+TEST_F(PlayerLLCA, TheChosenDeviceIsFoundByNameWhenTheListChanges) {
+  LSoundPlayDevice d;
+  d.no = 2;  // "Quad Out"
+  spll.SetDevice(d);
+  // The list read again: a device came before it, and index 2 is another now.
+  LSoundDeviceEntry const stereo = TestDevice("Stereo Out", 2, 2, 44100, false);
+  LSoundPlayDeviceList::Install(std::make_shared<LSoundPlayDeviceList const>(
+      stereo, std::vector<LSoundDeviceEntry>{stereo, TestDevice("USB Out", 2, 0, 44100, false),
+                                             TestDevice("Quad Out", 4, 0, 48000, true)}));
+  LSoundSource source = MakeRampSource(44100, 2, 1000);
+  ASSERT_TRUE(spll.Init(source, 0, nullptr));
+  EXPECT_EQ(LTestManualStream::Last()->entry.szName, "Quad Out");
+  // Its fixed rate still rules what is played.
+  EXPECT_EQ(spll.GetSampleRate(), 48000);
+  // Gone altogether: the index stands.
+  LSoundPlayDeviceList::Install(std::make_shared<LSoundPlayDeviceList const>(
+      stereo, std::vector<LSoundDeviceEntry>{stereo, TestDevice("USB Out", 2, 0, 44100, false)}));
+  spll.Stop();
+  source = MakeRampSource(44100, 2, 1000);
+  ASSERT_TRUE(spll.Init(source, 0, nullptr));
+  EXPECT_EQ(LTestManualStream::Last()->entry.szName, "USB Out");
+}
+
 }  // namespace
