@@ -289,6 +289,19 @@ void LSRCConvertRate::Seek(int frame) {
   Restart(frame, true);
 }
 
+int LSRCConvertRate::AdjustRelativeOffset(int offset, int position) {
+  if (!HasTable()) return lssSource->AdjustRelativeOffset(offset, position);
+  std::int64_t const from = FloorDiv(std::int64_t{position} * iDown, iUp);
+  std::int64_t const to = FloorDiv((std::int64_t{position} + offset) * iDown, iUp);
+  int const below = lssSource->AdjustRelativeOffset(ClampToInt(to - from), ClampToInt(from));
+  // Only what the stages below moved the target by is converted back, so that an
+  // offset nothing folds comes back exactly as it went.
+  std::int64_t const moved = from + below - to;
+  if (moved == 0) return offset;
+  std::int64_t const back = moved >= 0 ? (moved * iUp + iDown / 2) / iDown : -((-moved * iUp + iDown / 2) / iDown);
+  return ClampToInt(std::int64_t{offset} + back);
+}
+
 bool LSRCConvertRate::ControlMessage(int code, long* value) {
   if (value == nullptr) return false;
   return lssSource->ControlMessage(code, value);

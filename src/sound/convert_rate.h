@@ -85,6 +85,10 @@ class LSRCConvertRate : public LSoundProcessBase, public LConvertRateBase {
   void Seek(int frame) override;
   // Messages with no value are not passed on.
   bool ControlMessage(int code, long* value) override;
+  // Offsets and positions here are output frames; the stages below (a loop) count
+  // input frames, so both go down at the input's rate, and what a loop below does to
+  // them (a fold by its length) comes back at the output's.
+  int AdjustRelativeOffset(int offset, int position) override;
 
  private:
   // Makes input frames [0, upTo) of the buffer available, first moving the frames

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sound/convert_rate_kernels.h"
+#include "sound/region_loop_sources.h"
 #include "sound/testing_sources.h"
 
 namespace {
@@ -245,6 +246,30 @@ TEST(ConvertRate, EndAndPositionConvertAndTheSourceIsReadNoFurtherThanNeeded) {
   LSoundSource late = LSPConvertRate(44100).OpenSource(LSoundSource(moved));
   EXPECT_EQ(late->GetPositionSample(), 4410);
   EXPECT_EQ(moved->GetPositionSample(), 4800);  // not sought back
+}
+
+TEST(ConvertRate, ALoopBelowFoldsOffsetsAtTheOutputsRate) {
+  // A loop over input frames [4410, 8820) (0.1 s to 0.2 s at 44100) played at
+  // 48000: a player asks where the sound it wrote `lag` frames ago lies, counted
+  // from the converter's running position, which knows nothing of the loop.
+  LSoundSource loop = LSoundSource::Make<LLoopSourceBase>(ToneSource(44100, 2, 44100), 4410, 8820);
+  loop->Seek(6615);  // 0.15 s
+  LSoundSource s = LSPConvertRate(48000).OpenSource(loop);
+  ASSERT_EQ(s->GetPositionSample(), 7200);
+  // Nothing folds: an offset comes back exactly, at any position.
+  EXPECT_EQ(s->AdjustRelativeOffset(-1000, 7200), -1000);
+  EXPECT_EQ(s->AdjustRelativeOffset(-1, 7201), -1);
+  // Read 0.2 s: the loop went round once, 0.1 s after the start it is at 0.15 s
+  // again, while the converter counts on to 0.35 s.
+  ReadAll(s, 9600, 512);
+  int const here = s->GetPositionSample();
+  EXPECT_EQ(here, 16800);
+  // What played 0.1 s ago lies at 0.15 + 0.1 = 0.25 s, folded to 0.15 s: 7200.
+  EXPECT_EQ(here + s->AdjustRelativeOffset(-4800, here), 7200);
+  // Just now: 0.35 s folded twice over a loop of 0.1 s, 0.15 s.
+  EXPECT_EQ(here + s->AdjustRelativeOffset(0, here), 7200);
+  // 0.04 s ago: 0.31 s, folded to 0.11 s.
+  EXPECT_EQ(here + s->AdjustRelativeOffset(-1920, here), 5280);
 }
 
 TEST(ConvertRate, ControlMessagesPassDownOnlyWithAValue) {
