@@ -53,9 +53,11 @@ void LScrub::Clear() {
 
 TDSoundEngine::TDSoundEngine(TDSoundSourceOpener& opener) : rOpener(opener) {
   sp.SetNotify(this, TDEngine::SoundPlayer);
+  rOpener.SetTracksDBHistory(&TracksDBHistory);
 }
 
 TDSoundEngine::~TDSoundEngine() {
+  rOpener.SetTracksDBHistory(nullptr);
   sp.SetNotify(nullptr, 0);
   spScrub.Clear();
   sp.Stop();
@@ -69,15 +71,18 @@ LSoundSource TDSoundEngine::OpenAt(LSoundTime time, bool scrubbing) {
 }
 
 bool TDSoundEngine::Play(LSoundTime time, unsigned short mode) {
+  Stop();
   stPlayStart = time;
   stLastSoundPlayerTime = time;
-  Stop();
   LSoundSource source = OpenAt(time, false);
   if (source->IsError()) return false;
   return sp.Start(source, mode);
 }
 
 void TDSoundEngine::Stop() {
+  // The last tick may be a thirtieth of a second old: a stop by hand leaves the
+  // cursor where the sound really was.
+  if (sp.IsPlaying() && !spScrub.IsScrubbing()) stLastSoundPlayerTime = sp.GetPositionTime();
   spScrub.Clear();
   sp.Stop();
   ClearTracksDBHistory();
@@ -186,9 +191,16 @@ TDEngine::TDEngine(TDSoundSourceOpener& opener) : mpSoundEngine(opener) {
 bool TDEngine::Play(LSoundTime time) {
   stRestartTime = time;
   stStopPosition = time;
+  bJumped = false;
+  bDeviceLost = false;
   bStopping = true;  // the stop of what played before is ours
+  bStarting = true;
+  bToldStop = false;
   bool const ok = mpSoundEngine.Play(time);
+  bStarting = false;
   bStopping = false;
+  // What played before has stopped and nothing took its place.
+  if (!ok && bToldStop && pSoundPlayerNotify) pSoundPlayerNotify->spntfStop(SoundPlayer);
   return ok;
 }
 
@@ -204,6 +216,7 @@ bool TDEngine::Restart() {
 
 bool TDEngine::Restart(LSoundTime time) {
   stRestartTime = time;
+  bJumped = true;
   return mpSoundEngine.Restart(time);
 }
 
@@ -235,9 +248,15 @@ void TDEngine::spntfPlay(long user) {
 }
 
 void TDEngine::spntfStop(long user) {
+  if (bStarting) {
+    bToldStop = true;
+    return;
+  }
   LSoundTime const last = mpSoundEngine.GetLastTime();
   LSoundTime const start = mpSoundEngine.GetPlayStart();
-  stStopPosition = !bStopping && last - start < ShortPlayMs ? 0 : last;
+  bDeviceLost = mpSoundEngine.IsDeviceLost();
+  bool const shortPlay = !bStopping && !bJumped && !bDeviceLost && last - start < ShortPlayMs;
+  stStopPosition = shortPlay ? 0 : last;
   if (pSoundPlayerNotify) pSoundPlayerNotify->spntfStop(user);
 }
 

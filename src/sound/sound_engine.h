@@ -16,6 +16,12 @@ class TDSoundSourceOpener {
   // `scrubbing` a source without loops or an end at the selection. A source in error
   // when there is nothing to play.
   virtual LSoundSource OpenProjectSource(LSoundTime time, bool scrubbing) = 0;
+  // Where the mixes opened from now on hand the track levels of each read, on the
+  // pump's thread. The engine that plays them sets it; null keeps none.
+  void SetTracksDBHistory(TDTracksDBHistory* history) { pTracksDBHistory = history; }
+
+ protected:
+  TDTracksDBHistory* pTracksDBHistory = nullptr;
 };
 
 // Scrubbing on the one player: the scrub window over the mix, at low latency.
@@ -54,6 +60,7 @@ class TDSoundEngine : public LSoundPlayerNotify {
   // Plays the mix from `time`. False when there is nothing to play or the device
   // cannot be opened ("Cannot open sound device for playing.").
   bool Play(LSoundTime time, unsigned short mode = 0);
+  // Stops at once; the time heard last is kept as the last time (GetLastTime).
   void Stop();
   // The mix changed while playing: the new one takes over where the listener is,
   // under a cross-fade. Nothing when not playing.
@@ -72,6 +79,8 @@ class TDSoundEngine : public LSoundPlayerNotify {
   LSoundPlayDevice GetSoundPlayDevice() const { return sp.GetDeviceLayer().GetDevice(); }
 
   bool IsPlaying() const { return sp.IsPlaying() && !spScrub.IsScrubbing(); }
+  // The last stop came from the device going away (see LSoundPlayerTemplate).
+  bool IsDeviceLost() const { return sp.IsDeviceLost(); }
   bool IsScrubbing() const { return spScrub.IsScrubbing(); }
   // What the listener hears now; the last reported time when stopped.
   LSoundTime GetCurrentPlayingTime();
@@ -119,9 +128,13 @@ class TDEngine : public LSoundPlayerNotify {
   // Time and level notifications, after the clock rule, and the stop.
   void SetPlayerNotify(LSoundPlayerNotify* notify) { pSoundPlayerNotify = notify; }
 
+  // Plays from `time`; what played before stops without a stop being told, since
+  // for the owner the transport goes on. False when nothing could start (nothing to
+  // play, or the device would not open).
   bool Play(LSoundTime time);
   void Stop();
   bool Restart();
+  // A jump while playing: the play goes on from `time` under a cross-fade.
   bool Restart(LSoundTime time);
   bool Scrub(LSoundTime time) { return mpSoundEngine.Scrub(time); }
   void StopScrub() { mpSoundEngine.StopScrub(); }
@@ -136,12 +149,21 @@ class TDEngine : public LSoundPlayerNotify {
   bool IsRecording() const { return false; }
   bool IsScrubbing() const { return mpSoundEngine.IsScrubbing(); }
   bool IsStopped() const { return !IsPlaying() && !IsScrubbing() && !IsRecording(); }
+  // The last stop was the device going away while it played: the owner says so.
+  bool IsDeviceLost() const { return bDeviceLost; }
+  // What the listener hears now while playing or scrubbing; where the last play
+  // stopped otherwise.
+  LSoundTime GetPosition() { return mpSoundEngine.GetCurrentPlayingTime(); }
+  // On the main thread, at each level notification: the track levels due now, or
+  // null (none came, or the mix was restarted).
+  TDTracksDB const* TakeTracksDB() { return mpSoundEngine.TakeTracksDB(); }
   bool IsNotifierActive(NotifierType type) const;
   // Decides which clock the UI follows and passes the time on when it is that one.
   void ApplyTime(NotifierType type, int ms);
 
   // Where the cursor belongs after the last stop: back at 0 after a play that ended by
-  // itself within ShortPlayMs, else where the play stopped.
+  // itself within ShortPlayMs of where it began (and was not moved by a jump), else
+  // where the play stopped.
   LSoundTime GetStopPosition() const { return stStopPosition; }
   LSoundTime GetRestartTime() const { return stRestartTime; }
   TDSoundEngine& GetSoundEngine() { return mpSoundEngine; }
@@ -157,4 +179,8 @@ class TDEngine : public LSoundPlayerNotify {
   LSoundTime stRestartTime = 0;
   LSoundTime stStopPosition = 0;
   bool bStopping = false;  // the stop is ours, not the end of the source
+  bool bStarting = false;  // inside Play: a stop of what played before is not told
+  bool bToldStop = false;  // a stop was kept from the owner by Play
+  bool bJumped = false;    // the play was moved by a jump since it began
+  bool bDeviceLost = false;
 };

@@ -18,9 +18,11 @@ struct Opener : TDSoundSourceOpener {
   int frames = 4 * kRate;
   int opened = 0;
   bool scrubbing = false;
+  bool fail = false;  // nothing to play
   LSoundSource OpenProjectSource(LSoundTime, bool scrub) override {
     ++opened;
     scrubbing = scrub;
+    if (fail) return LSoundSource();
     return LSoundSource::Make<LTestFunctionSource>(kRate, 2, frames, FrameValue);
   }
 };
@@ -78,10 +80,15 @@ TEST_F(Engine, PlaysFromATimeRestartsInPlaceAndJumps) {
   ASSERT_TRUE(engine.Restart(500));  // a jump back
   EXPECT_NEAR(engine.GetSoundEngine().GetCurrentPlayingTime(), 500, 5);
   Wait(300);
+  LSoundTime const heardAt = engine.GetPosition();
   engine.Stop();
   EXPECT_EQ(upward.stops, 1);
   EXPECT_TRUE(engine.IsStopped());
-  EXPECT_GE(engine.GetStopPosition(), 500) << "a stop by hand leaves the cursor where it was";
+  EXPECT_FALSE(engine.IsDeviceLost());
+  // A stop by hand leaves the cursor where the sound was, not at the last tick.
+  EXPECT_GE(engine.GetStopPosition(), heardAt);
+  EXPECT_LE(engine.GetStopPosition(), heardAt + 20);
+  EXPECT_EQ(engine.GetPosition(), engine.GetStopPosition());
   EXPECT_EQ(opener.opened, 3);
 
   // What was heard: from 1 s on, the same frames again after the restart, then the
@@ -98,6 +105,22 @@ TEST_F(Engine, PlaysFromATimeRestartsInPlaceAndJumps) {
   bool reached = false;  // frames of 0.5 s and on
   for (std::size_t k = i; k < heard.size() && !reached; ++k) reached = heard[k] >= kRate / 2 + 1600 && heard[k] < kRate;
   EXPECT_TRUE(reached) << "the jump to 0.5 s never played";
+}
+
+TEST_F(Engine, APlayOverAPlayIsOnePlayForTheOwner) {
+  ASSERT_TRUE(engine.Play(0));
+  Wait(200);
+  // Playing from elsewhere while playing: the owner hears of no stop in between.
+  ASSERT_TRUE(engine.Play(2000));
+  EXPECT_EQ(upward.stops, 0);
+  EXPECT_TRUE(engine.IsPlaying());
+  EXPECT_GE(engine.GetPosition(), 2000);
+  // One that cannot start after one that played: the owner hears the stop.
+  opener.frames = 0;
+  opener.fail = true;
+  EXPECT_FALSE(engine.Play(0));
+  EXPECT_EQ(upward.stops, 1);
+  EXPECT_FALSE(engine.IsPlaying());
 }
 
 TEST_F(Engine, APlayThatEndsAtOnceSendsTheCursorHome) {
@@ -117,6 +140,12 @@ TEST_F(Engine, APlayThatEndsAtOnceSendsTheCursorHome) {
   EXPECT_EQ(engine.GetStopPosition(), 1000);
   ASSERT_FALSE(upward.times.empty());
   EXPECT_EQ(upward.times.back(), 1000);
+  // A jump to just before the end: the play was moved, not empty, and the cursor
+  // stays at the end.
+  ASSERT_TRUE(engine.Play(0));
+  ASSERT_TRUE(engine.Restart(950));
+  ASSERT_TRUE(PumpUntil(queue, [&] { return upward.stops > 3; }, 20000));
+  EXPECT_EQ(engine.GetStopPosition(), 1000);
 }
 
 TEST_F(Engine, ScrubRepeatsTheSpotUnderTheCursor) {
