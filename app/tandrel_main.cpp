@@ -109,7 +109,9 @@ int main(int argc, char** argv) {
   TDSoundEngineState engine(transport);
   MainDialog controller(window, loop, engine);
   opener.SetProject(&controller.GetProject());
-  transport.SetPlayerNotify(&window);
+  // The transport's news reach the window through the controller, which acts on
+  // them first (the cursor after a stop, a device that went away).
+  controller.SetPlayerNotify(&window);
   engine.SetPlayDevice(controller.GetSettings().szPlayDevice);
   loop.SetTimerHandler([&controller](int id) { controller.OnTimer(id); });
   window.SetController(&controller);
@@ -124,7 +126,7 @@ int main(int argc, char** argv) {
   int result = QApplication::exec();
   inbox.Close();
   transport.Stop();
-  transport.SetPlayerNotify(nullptr);
+  controller.SetPlayerNotify(nullptr);
   window.SetController(nullptr);
   instance.Stop();
   return result;

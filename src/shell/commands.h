@@ -69,10 +69,28 @@ enum TDCommand : int {
 
   CM_CANCEL = 1901,
 
-  // The transport.
+  // The transport. The go-to commands are also the start and end buttons.
   CM_PLAY_STOP = 2201,
   CM_GO_TO_START,
   CM_GO_TO_END,
+  CM_PLAY,
+  CM_PLAY_FROM_CURSOR,
+  CM_PAUSE,
+  CM_STOP,
+  CM_STOP_AND_RETURN,
+  // Winding: pressed starts it, released (CM_WIND_END) ends it.
+  CM_REWIND,
+  CM_FAST_FORWARD,
+  CM_WIND_END,
+  CM_SCRUB_TOGGLE,
+  // Scrub keys: held moves the scrub spot, one step at a time without Begin.
+  CM_SCRUB_REWIND,
+  CM_SCRUB_REWIND_BEGIN,
+  CM_SCRUB_REWIND_END,
+  CM_SCRUB_FAST_FORWARD,
+  CM_SCRUB_FAST_FORWARD_BEGIN,
+  CM_SCRUB_FAST_FORWARD_END,
+  CM_LOOP_PLAY_TOGGLE,
 
   CM_TAKE_FIRST = 20001,
   CM_TAKE_LAST = 20999,

@@ -55,9 +55,16 @@ MainDialog::MainDialog(TDMainWindowView& view, TDMainLoop& loop, TDEngineState& 
     return s;
   });
   InstallEffectDefaults();
+  iMasterVolume = std::clamp(LUserSettingGet("Setting", "MasterVolume", 0), kMinMasterVolume, kMaxMasterVolume);
+  Engine.SetNotify(this);
 }
 
 MainDialog::~MainDialog() {
+  Engine.SetNotify(nullptr);
+  Loop.KillTimer(TIMER_WIND);
+  Loop.KillTimer(TIMER_WIND_END);
+  Loop.KillTimer(TIMER_SCRUB_REWIND);
+  Loop.KillTimer(TIMER_SCRUB_FAST_FORWARD);
   Loop.KillTimer(TIMER_HIDE_HINT);
   Loop.KillTimer(TIMER_VOLUME_UNDO);
   Loop.KillTimer(TIMER_PAN_UNDO);
@@ -101,6 +108,10 @@ void MainDialog::ProjectDefault() {
 
   View.SetCaption(std::string(kDefaultProjectName) + " - Tandrel");
   View.UIProjectStateApply();
+  Engine.SetVolume(LdB<signed char>(static_cast<signed char>(iMasterVolume)));
+  SetCursorPosition(0);
+  stPlayReturn = 0;
+  stPlayPosition = 0;
   HistoryAddState("Default Empty Project");
   Loop.SetTimer(TIMER_RECOVERY_SAVE, kRecoverySaveMs);
 }
@@ -145,6 +156,22 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_PLAY_STOP: CmPlayStop(); return true;
     case CM_GO_TO_START: CmGoToStart(); return true;
     case CM_GO_TO_END: CmGoToEnd(); return true;
+    case CM_PLAY: CmPlay(); return true;
+    case CM_PLAY_FROM_CURSOR: CmPlayFromCursor(); return true;
+    case CM_PAUSE: CmPause(); return true;
+    case CM_STOP: CmStop(); return true;
+    case CM_STOP_AND_RETURN: CmStopAndReturn(); return true;
+    case CM_REWIND: CmRewind(); return true;
+    case CM_FAST_FORWARD: CmFastForward(); return true;
+    case CM_WIND_END: CmWindEnd(); return true;
+    case CM_SCRUB_TOGGLE: CmScrubToggle(); return true;
+    case CM_SCRUB_REWIND: CmScrubRewind(); return true;
+    case CM_SCRUB_REWIND_BEGIN: CmScrubRewindBegin(); return true;
+    case CM_SCRUB_REWIND_END: CmScrubRewindEnd(); return true;
+    case CM_SCRUB_FAST_FORWARD: CmScrubFastForward(); return true;
+    case CM_SCRUB_FAST_FORWARD_BEGIN: CmScrubFastForwardBegin(); return true;
+    case CM_SCRUB_FAST_FORWARD_END: CmScrubFastForwardEnd(); return true;
+    case CM_LOOP_PLAY_TOGGLE: CmLoopPlayToggle(); return true;
     case CM_CLIP_DELETE: CmClipDelete(); return true;
     case CM_CLIP_SPLIT: CmClipSplit(); return true;
     case CM_CLIP_JOIN: CmClipJoin(); return true;
@@ -190,6 +217,19 @@ void MainDialog::OnTimer(int id) {
     case TIMER_PAN_UNDO: SetUndoPoint("Pan Change"); break;
     case TIMER_RESTART: CmRestart(); break;
     case TIMER_EFFECT_UNDO: EffectChangedUndoPoint(); break;
+    case TIMER_WIND:
+      WindStep();
+      if (iWind != 0) Loop.SetTimer(TIMER_WIND, kWindTickMs);
+      break;
+    case TIMER_WIND_END: EndMotion(); break;
+    case TIMER_SCRUB_REWIND:
+      CmScrubRewind();
+      if (Engine.IsScrubbing()) Loop.SetTimer(TIMER_SCRUB_REWIND, kScrubTickMs);
+      break;
+    case TIMER_SCRUB_FAST_FORWARD:
+      CmScrubFastForward();
+      if (Engine.IsScrubbing()) Loop.SetTimer(TIMER_SCRUB_FAST_FORWARD, kScrubTickMs);
+      break;
     default: break;
   }
 }
@@ -275,9 +315,15 @@ void MainDialog::EvRunArguments(const std::vector<std::string>& argv) {
 // Closing
 
 bool MainDialog::CmCancel() {
+  Loop.KillTimer(TIMER_WIND);
+  Loop.KillTimer(TIMER_WIND_END);
+  Loop.KillTimer(TIMER_SCRUB_REWIND);
+  Loop.KillTimer(TIMER_SCRUB_FAST_FORWARD);
+  iWind = 0;
   Engine.Stop();
   Engine.StopRecord();
   if (!ProjectClosePrompt()) return false;
+  LUserSettingSet("Setting", "MasterVolume", iMasterVolume);
   Loop.KillTimer(TIMER_VOLUME_UNDO);
   Loop.KillTimer(TIMER_PAN_UNDO);
   Loop.KillTimer(TIMER_RESTART);

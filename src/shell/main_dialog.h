@@ -13,18 +13,22 @@
 // undo point. It owns the project for the life of the process and reaches the
 // windows, the main loop and the engine only through their interfaces, so all
 // of it runs (and is tested) without a display.
-class MainDialog : public TDProjectNotify {
+class MainDialog : public TDProjectNotify, public LSoundPlayerNotify {
  public:
   // Timers of the controller, by their keys.
   enum Timer : int {
     TIMER_NAVIGATOR = 2,
     TIMER_RECOVERY_SAVE = 3,
+    TIMER_SCRUB_FAST_FORWARD = 5,
+    TIMER_SCRUB_REWIND = 6,
     TIMER_RECOVERY_SAVE_SOON = 9,
     TIMER_RESTART = 8,
     TIMER_HIDE_HINT = 10,
     TIMER_EFFECT_UNDO = 13,
+    TIMER_WIND_END = 14,
     TIMER_VOLUME_UNDO = 17,
     TIMER_PAN_UNDO = 18,
+    TIMER_WIND = 21,
   };
 
   static constexpr int kMaxTracks = 250;
@@ -37,6 +41,24 @@ class MainDialog : public TDProjectNotify {
   static constexpr unsigned kEffectChangeDelayMs = 100;
   // How far the nudge keys move clips.
   static constexpr LSoundTime kNudgeMs = 10;
+  // Winding: every tick the play jumps this far on (or back), so that with the
+  // tick's own play it runs about six times as fast.
+  static constexpr unsigned kWindTickMs = 100;
+  static constexpr LSoundTime kWindStepMs = 500;
+  static constexpr LSoundTime kRewindStepMs = 700;
+  // A released key ends winding or a scrub this long after, so that a key's
+  // repeat (a release and a press) does not stop it; a jog wheel's motion ends
+  // when no event came for the longer time.
+  static constexpr unsigned kWindEndMs = 100;
+  static constexpr unsigned kJogEndMs = 500;
+  // A held scrub key moves the spot this far every tick: half of normal speed.
+  static constexpr unsigned kScrubTickMs = 40;
+  static constexpr LSoundTime kScrubStepMs = 20;
+  // The master volume, in dB; -127 is silence.
+  static constexpr int kMinMasterVolume = -127;
+  static constexpr int kMaxMasterVolume = 12;
+  // Where a play starts again at the loop's start rather than a moment before its end.
+  static constexpr LSoundTime kLoopEndSnapMs = 99;
 
   MainDialog(TDMainWindowView& view, TDMainLoop& loop, TDEngineState& engine);
   ~MainDialog() override;
@@ -199,15 +221,89 @@ class MainDialog : public TDProjectNotify {
   void CmProjectExport();
   // The export itself, under a progress window; a failure is said and leaves no file.
   bool ExportProjectTo(const std::string& path);
-  // Space: plays from the cursor, or stops what plays. While recording it does
-  // nothing; a device that won't open is said.
+  // ---- The transport (main_dialog_transport.cpp) ----
+  //
+  // While recording none of these act (the recording has its own stop), and they
+  // say nothing. A device that won't open says "Cannot open sound device for
+  // playing.", and so does one that goes away while it plays.
+  //
+  // Space: plays from the cursor, or stops what plays, scrubs or winds.
   void CmPlayStop();
   // Plays from the cursor (from the start when the cursor stands at the end of the
-  // clips), with the metronome's boundary set for this play.
+  // clips). While playing it goes back to where this play began.
   void CmPlay();
-  // Home and End: the cursor to the project's start or to the end of its clips.
+  // A play from `time`: a start just before the loop's end goes to its start; the
+  // metronome's boundary is set for this play; while playing the play jumps there.
+  void CmPlay(LSoundTime time);
+  // Plays from the cursor as it stands, also while playing.
+  void CmPlayFromCursor();
+  // While playing: stops where the sound is, the cursor there, and remembers the
+  // pause; while paused: plays on from the cursor.
+  void CmPause();
+  // Stops playing, scrubbing or winding; the cursor stays where the sound was.
+  void CmStop();
+  // The same, and the cursor goes back to where the last play began.
+  void CmStopAndReturn();
+  // Home and End (also the start and end buttons): the cursor to the project's start
+  // or to the end of its clips. While playing the start jumps there and plays on;
+  // the end stops.
   void CmGoToStart();
   void CmGoToEnd();
+  // Rewind and fast-forward while the key or button is held (CmWindEnd on release),
+  // from the cursor when nothing plays. The play jumps by steps, so a moment of
+  // sound is heard every tick; when it ends, what ran before goes on (a play from
+  // where winding left it), or the transport stops there. Fast-forward stops at the
+  // end of the clips; rewind at 0 goes on from there.
+  void CmRewind();
+  void CmFastForward();
+  void CmWindEnd();
+  // Scrubbing: the spot at `time` plays over and over (the ruler under the mouse).
+  void CmScrub(LSoundTime time);
+  // Scrubbing at the cursor on, or off.
+  void CmScrubToggle();
+  // A step of the spot, and the keys that repeat it while held. A scrub that a key
+  // began ends when the key is released.
+  void CmScrubRewind();
+  void CmScrubFastForward();
+  void CmScrubRewindBegin();
+  void CmScrubRewindEnd();
+  void CmScrubFastForwardBegin();
+  void CmScrubFastForwardEnd();
+  // A jog wheel's turn: below 0 rewinds, above fast-forwards (while scrubbing, the
+  // spot moves that way); the motion ends when the wheel rests for kJogEndMs.
+  void CmJogWheel(int value);
+  // Looping over the working region while playing, on or off. A play that runs
+  // takes the change at once.
+  void CmLoopPlayToggle();
+  bool IsLoopPlay() const { return Project.bLoopPlay; }
+  // The master volume in dB, clamped to kMinMasterVolume..kMaxMasterVolume; kept
+  // in the settings when the window closes.
+  void CmAdjustMasterVolume(int dB);
+  int GetMasterVolume() const { return iMasterVolume; }
+
+  // The transport as the window shows it.
+  bool IsPlaying() const { return Engine.IsPlaying(); }
+  bool IsPaused() const { return bPaused; }
+  bool IsScrubbing() const { return Engine.IsScrubbing(); }
+  // -1 rewinding, 1 fast-forwarding, 0 neither.
+  int GetWindDirection() const { return iWind; }
+  // Where the last play began: where CmStopAndReturn goes back to.
+  LSoundTime GetPlayReturnPosition() const { return stPlayReturn; }
+  // What the listener hears, as last reported (the cursor when nothing plays).
+  LSoundTime GetPlayPosition() const { return stPlayPosition; }
+  // The window hears the transport's notifications through the controller, after
+  // it has acted on them: spntfPlay and spntfStop, spntfTime with the play
+  // position 30 times a second, spntfLevel with the master levels (silence at a
+  // stop). At each spntfLevel the tracks' levels due are TakeTracksDB's (null when
+  // none are due; their record is valid until the next call).
+  void SetPlayerNotify(LSoundPlayerNotify* notify) { pPlayerNotify = notify; }
+  TDTracksDB const* TakeTracksDB() { return Engine.TakeTracksDB(); }
+
+  // LSoundPlayerNotify: the transport's news, on the main thread.
+  void spntfPlay(long user) override;
+  void spntfStop(long user) override;
+  void spntfTime(LSoundTime time, long user) override;
+  void spntfLevel(LDBMultiChannel<LdB<signed char>> const& levels, long user) override;
   // Says a locked clip can't change, and flashes the locked clips.
   void SayClipLocked();
   // The release of a drag of one of a clip's fade points.
@@ -286,6 +382,20 @@ class MainDialog : public TDProjectNotify {
   // The take a take command acts on: the menu's clip, or the first selected take.
   TDClip* TakeForCommand() const;
   void MoveSelectedClipsTo(LSoundTime start);
+  // Clears a working region wholly past the clips and lines the takes up: what
+  // every play from a stop does first.
+  void PrepareToPlay();
+  // Steps of winding and scrubbing, by the timers.
+  void WindStep();
+  void ScrubStep(int direction);
+  // Winding begun in `direction`, or ended, back to what ran before.
+  void Wind(int direction);
+  void StopWinding();
+  void StopScrubbing();
+  // The timer after a released key or a resting jog wheel.
+  void EndMotion();
+  void TransportChanged();
+
   void HandleCorruptedProject(const std::string& dataFolder);
   // Rebuilds the waveform files the data folder lacks for the open project.
   void ProjectCheckIntegrity();
@@ -307,4 +417,16 @@ class MainDialog : public TDProjectNotify {
   int iUndoPoints = 0;
   LSoundTime iCursor = 0;
   std::uint32_t uTakeMenuClip = 0xFFFFFFFFu;
+
+  // The transport's own state.
+  LSoundPlayerNotify* pPlayerNotify = nullptr;
+  LSoundTime stPlayReturn = 0;    // where the last play began
+  LSoundTime stPlayPosition = 0;  // the last time the transport reported
+  LSoundTime stScrubPoint = 0;
+  bool bPaused = false;
+  bool bReturnOnStop = false;  // the next stop sends the cursor to stPlayReturn
+  int iWind = 0;               // -1 rewinding, 1 fast-forwarding
+  bool bWindWasPlaying = false;
+  bool bScrubByKey = false;  // the scrub began with a scrub key, and ends with it
+  int iMasterVolume = 0;
 };

@@ -141,9 +141,11 @@ TEST_F(MouseGestureTest, SpacePlaysFromTheCursorOrStopsAndSaysWhenNoDeviceOpens)
   dialog.CmPlay();
   EXPECT_EQ(engine.playedFrom, 0);
   // A loop behind the last clip goes; a start at a loop's end goes to its start.
+  engine.playing = false;
   Project().WorkRegion.Set(5000, 8000);
   dialog.CmPlay();
   EXPECT_TRUE(Project().WorkRegion.IsEmpty());
+  engine.playing = false;
   Project().WorkRegion.Set(1200, 2000);
   dialog.SetCursorPosition(1950);
   dialog.CmPlay();

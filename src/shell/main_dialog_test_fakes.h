@@ -52,6 +52,7 @@ struct FakeView : TDMainWindowView {
   void UITrackChangeApply(int track) override { changedTracks.push_back(track); }
   void UIProjectStateApply() override { ++stateApplies; }
   void UIClipsApply() override { ++clipApplies; }
+  void UITransportApply() override { ++transportApplies; }
   void FlashLockedClips() override { ++flashes; }
   // Jobs run at once without a window; a test may press Stop for the next one.
   LProcessResult RunModalJob(const std::string& title,
@@ -88,7 +89,7 @@ struct FakeView : TDMainWindowView {
   // Paths the file choosers answer with, in order; none left means cancelled.
   std::deque<std::string> fileAnswers;
   std::vector<std::string> fileTitles, fileFolders;
-  int clipApplies = 0, flashes = 0;
+  int clipApplies = 0, flashes = 0, transportApplies = 0;
   std::vector<std::string> jobs;
   std::vector<std::string> jobErrors;
   bool stopNextJob = false;
@@ -111,9 +112,14 @@ struct FakeEngine : TDEngineState {
   bool IsPlaying() const override { return playing; }
   bool IsRecording() const override { return recording; }
   bool IsScrubbing() const override { return scrubbing; }
+  // With `tellsStops` a stop of a play or a scrub is told to the controller, as the
+  // real engine tells it, and leaves the stop position at `position`.
+  bool tellsStops = false;
   void Stop() override {
     ++stops;
+    bool const was = playing || scrubbing;
     playing = scrubbing = false;
+    if (was) TellStop(position);
   }
   void StopRecord() override {
     ++stopRecords;
@@ -127,7 +133,74 @@ struct FakeEngine : TDEngineState {
   bool Play(LSoundTime time) override {
     ++plays;
     playedFrom = time;
+    scrubbing = false;
     playing = deviceOpens;
+    if (playing) position = time;
     return deviceOpens;
   }
+  // Jumps while playing, each one kept.
+  std::vector<LSoundTime> jumps;
+  bool Jump(LSoundTime time) override {
+    if (!playing) return false;
+    jumps.push_back(time);
+    position = time;
+    return true;
+  }
+  // A scrub starts when the device opens; each spot is kept.
+  std::vector<LSoundTime> scrubs;
+  int scrubStops = 0;
+  bool Scrub(LSoundTime time) override {
+    if (!scrubbing) {
+      if (!deviceOpens) return false;
+      if (playing) Stop();
+      scrubbing = true;
+    }
+    scrubs.push_back(time);
+    position = time;
+    return true;
+  }
+  void StopScrub() override {
+    if (!scrubbing) return;
+    ++scrubStops;
+    scrubbing = false;
+    TellStop(position);
+  }
+  // What the listener would hear now: the test moves it as a play would.
+  LSoundTime position = 0;
+  LSoundTime stopPosition = 0;
+  LSoundTime GetPosition() override { return position; }
+  LSoundTime GetStopPosition() const override { return stopPosition; }
+  bool deviceLost = false;
+  bool IsDeviceLost() const override { return deviceLost; }
+  int volume = 0;
+  void SetVolume(LdB<signed char> v) override { volume = v.Get(); }
+  LSoundPlayerNotify* notify = nullptr;
+  void SetNotify(LSoundPlayerNotify* n) override { notify = n; }
+  // The device went away: the play stops by itself, as the real engine's does.
+  void LoseDevice() {
+    deviceLost = true;
+    playing = scrubbing = false;
+    TellStop(position);
+  }
+  // The play reached its end by itself at `at`.
+  void EndPlay(LSoundTime at) {
+    playing = false;
+    position = at;
+    TellStop(at);
+  }
+  void TellStop(LSoundTime at) {
+    stopPosition = at;
+    if (tellsStops && notify) notify->spntfStop(0);
+  }
+};
+
+// What the window hears of the transport through the controller.
+struct FakePlayerView : LSoundPlayerNotify {
+  int plays = 0, stops = 0;
+  std::vector<LSoundTime> times;
+  std::vector<LDBMultiChannel<LdB<signed char>>> levels;
+  void spntfPlay(long) override { ++plays; }
+  void spntfStop(long) override { ++stops; }
+  void spntfTime(LSoundTime t, long) override { times.push_back(t); }
+  void spntfLevel(LDBMultiChannel<LdB<signed char>> const& l, long) override { levels.push_back(l); }
 };

@@ -42,6 +42,11 @@ class TDMainWindowView {
   virtual void UIClipsApply() = 0;
   // Some clips are locked and refuse the edit: the window makes them flash.
   virtual void FlashLockedClips() = 0;
+  // The transport's state changed: playing, paused, scrubbing, winding, looping or
+  // the master volume (read them from the controller). The play position, the
+  // levels and the stop come as the transport's notifications
+  // (MainDialog::SetPlayerNotify).
+  virtual void UITransportApply() {}
 
   // File choosers. Each returns the chosen path, or an empty one when cancelled.
   virtual std::string AskSaveFile(const std::string& title, const std::string& filter, const std::string& folder,

@@ -15,11 +15,20 @@ class TDSoundEngineState : public TDEngineState {
   // No recorder stands behind the engine yet: nothing records, nothing to stop.
   void StopRecord() override {}
   bool Play(LSoundTime time) override { return rEngine.Play(time); }
+  bool Jump(LSoundTime time) override { return rEngine.IsPlaying() && rEngine.Restart(time); }
+  bool Scrub(LSoundTime time) override { return rEngine.Scrub(time); }
+  void StopScrub() override { rEngine.StopScrub(); }
+  LSoundTime GetPosition() override { return rEngine.GetPosition(); }
+  LSoundTime GetStopPosition() const override { return rEngine.GetStopPosition(); }
+  bool IsDeviceLost() const override { return rEngine.IsDeviceLost(); }
+  void SetVolume(LdB<signed char> volume) override { rEngine.SetPlayerVolume(volume); }
   void SetPlayDevice(const std::string& setting) override {
     LSoundPlayDevice device = rEngine.GetSoundPlayDevice();
     device.no = LSoundPlayDeviceList::Get()->IndexFromSetting(setting);
     rEngine.UpdateSoundPlayDevice(device);
   }
+  void SetNotify(LSoundPlayerNotify* notify) override { rEngine.SetPlayerNotify(notify); }
+  TDTracksDB const* TakeTracksDB() override { return rEngine.TakeTracksDB(); }
   void Restart() override {
     if (rEngine.IsPlaying() || rEngine.IsScrubbing()) rEngine.Restart();
   }
