@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "foundation/testing_allocations.h"
 #include "project/audio_cut_tank.h"
 #include "shell/main_dialog.h"
 #include "shell/main_dialog_test_fakes.h"
@@ -133,6 +134,25 @@ TEST_F(OpenerTest, WithLoopOffAPlayBeforeTheRegionsEndStopsThere) {
   // A region reaching past the clips ends with them.
   Project().WorkRegion.Set(1000, 5000);
   EXPECT_EQ(opener.OpenProjectSource(600, false)->GetEndSample(), 2 * kRate);
+}
+
+TEST_F(OpenerTest, ReadingWhatItOpensAllocatesNothingLevelsIncluded) {
+  // What the pump does with each kind of mix: reads, and the levels go to the history.
+  Project().WorkRegion.Set(1000, 1500);
+  std::vector<float> block(1600 * 2);
+  for (bool loopOn : {true, false}) {
+    Project().bLoopPlay = loopOn;
+    for (LSoundTime from : {600, 1200, 1600}) {
+      LSoundSource const s = opener.OpenProjectSource(from, false);
+      s->Seek(Frames(from));
+      s->Read(block.data(), 1600);  // the first read may settle buffers
+      history.Clear();
+      LAllocationWatch watch;
+      for (int i = 0; i < 40; ++i) s->Read(block.data(), 1600);
+      EXPECT_EQ(watch.Count(), 0) << "from " << from << (loopOn ? " looping" : "");
+      EXPECT_GT(history.GetCount(), 0u);
+    }
+  }
 }
 
 TEST_F(OpenerTest, WithoutAProjectThereIsNothingToPlay) {
