@@ -5,6 +5,7 @@
 
 #include <RtAudio.h>
 
+#include <pthread.h>
 #include <time.h>
 
 #include <algorithm>
@@ -215,7 +216,15 @@ class LRtAudioStream : public LSoundStream {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
 
+  // JACK's library cancels its client threads asynchronously when a client is
+  // closed, as RtAudio does after the server died, and a cancel in the middle of
+  // our callback would unwind through code that may not be unwound (and that holds
+  // the player's lock). It waits until we are done: the cancel, if one came,
+  // happens when this function gives cancelling back, with nothing of ours on the
+  // way out.
   static int Callback(void* out, void* in, unsigned int frames, double, RtAudioStreamStatus, void* user) {
+    int cancelState = PTHREAD_CANCEL_ENABLE;
+    ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
     auto* self = static_cast<LRtAudioStream*>(user);
     self->iLastCallbackMs.store(NowMs(), std::memory_order_relaxed);
     if (self->pRender) {
@@ -223,6 +232,7 @@ class LRtAudioStream : public LSoundStream {
     } else if (self->pCapture && in) {
       self->pCapture->Capture(static_cast<float const*>(in), static_cast<int>(frames));
     }
+    ::pthread_setcancelstate(cancelState, nullptr);
     return 0;
   }
 
