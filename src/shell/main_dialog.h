@@ -195,10 +195,14 @@ class MainDialog : public TDProjectNotify {
   // Files dropped onto the window: a project opens, anything else becomes clips
   // one after another on the current track; nothing while recording.
   void EvDropFiles(const std::vector<std::string>& paths);
-  // Ctrl+E: asks where, then exports the project's mix there (main_dialog_export.cpp).
+  // Ctrl+E: the export form (where, which format and its settings, the selection
+  // or the whole), then the project's mix goes there (main_dialog_export.cpp).
   void CmProjectExport();
+  // The form's OK: the target made whole, an existing file only overwritten when
+  // the user says so, a folder that takes no file refused; the choices remembered.
+  std::optional<std::string> ExportOptionsOk(TDExportOptions& options);
   // The export itself, under a progress window; a failure is said and leaves no file.
-  bool ExportProjectTo(const std::string& path);
+  bool ExportProjectTo(const std::string& path, bool selectionOnly = false);
   // Space: plays from the cursor, or stops what plays. While recording it does
   // nothing; a device that won't open is said.
   void CmPlayStop();

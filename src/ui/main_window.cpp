@@ -1,5 +1,8 @@
 #include "ui/main_window.h"
 
+#include "ui/export_options_dialog.h"
+#include "ui/format_settings_dialog.h"
+
 #include <QAction>
 #include <QHBoxLayout>
 #include <QApplication>
@@ -419,6 +422,19 @@ LProcessResult TDQtMainWindow::RunModalJob(const std::string& title,
   LProcessResult const result = job(progress);
   if (result == LProcessFailed && !progress.GetError().empty()) Alert(progress.GetError(), "");
   return result;
+}
+
+bool TDQtMainWindow::AskExportOptions(TDExportOptions& options, const ExportAccept& accept) {
+  TDExportOptionsDlg form(options, accept, *this, this);
+  if (form.exec() != QDialog::Accepted) return false;
+  options = form.Options();
+  return true;
+}
+
+bool TDQtMainWindow::EditFormatSettings(LFormatSettingsModel& model) {
+  QWidget* parent = QApplication::activeModalWidget();
+  TDFormatSettingsDialog form(model, parent != nullptr ? parent : this);
+  return form.exec() == QDialog::Accepted;
 }
 
 void TDQtMainWindow::dragEnterEvent(QDragEnterEvent* event) {

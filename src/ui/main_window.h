@@ -62,6 +62,8 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   std::string AskOpenFile(const std::string& title, const std::string& filter, const std::string& folder) override;
   LProcessResult RunModalJob(const std::string& title,
                              const std::function<LProcessResult(LProcessInterface&)>& job) override;
+  bool AskExportOptions(TDExportOptions& options, const ExportAccept& accept) override;
+  bool EditFormatSettings(LFormatSettingsModel& model) override;
 
  protected:
   void closeEvent(QCloseEvent* event) override;
