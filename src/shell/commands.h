@@ -74,6 +74,11 @@ enum TDCommand : int {
   CM_GO_TO_START,
   CM_GO_TO_END,
 
+  // Bookmarks on the time line.
+  CM_BOOKMARK_ADD = 2301,
+  CM_GOTO_NEXT_BOOKMARK,
+  CM_GOTO_PREV_BOOKMARK,
+
   CM_TAKE_FIRST = 20001,
   CM_TAKE_LAST = 20999,
 };

@@ -145,6 +145,9 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_PLAY_STOP: CmPlayStop(); return true;
     case CM_GO_TO_START: CmGoToStart(); return true;
     case CM_GO_TO_END: CmGoToEnd(); return true;
+    case CM_BOOKMARK_ADD: CmBookmarkAdd(); return true;
+    case CM_GOTO_NEXT_BOOKMARK: CmGotoNextBookMark(); return true;
+    case CM_GOTO_PREV_BOOKMARK: CmGotoPrevBookMark(); return true;
     case CM_CLIP_DELETE: CmClipDelete(); return true;
     case CM_CLIP_SPLIT: CmClipSplit(); return true;
     case CM_CLIP_JOIN: CmClipJoin(); return true;

@@ -195,6 +195,17 @@ class MainDialog : public TDProjectNotify {
   // Files dropped onto the window: a project opens, anything else becomes clips
   // one after another on the current track; nothing while recording.
   void EvDropFiles(const std::vector<std::string>& paths);
+  // Bookmarks (main_dialog_bookmarks.cpp). Adding puts one at the cursor, named
+  // after its number, unless one stands there already; the cursor jumps to the
+  // nearest one after or before it. Bookmarks are no undo step: they mark where
+  // to go, not what the project sounds like, but the project must be saved.
+  void CmBookmarkAdd();
+  void CmGotoNextBookMark();
+  void CmGotoPrevBookMark();
+  bool CmBookmarkRename(LSoundTime position, const std::string& name);
+  bool CmBookmarkMove(LSoundTime position, LSoundTime to);
+  bool CmBookmarkDelete(LSoundTime position);
+
   // Ctrl+E: the export form (where, which format and its settings, the selection
   // or the whole), then the project's mix goes there (main_dialog_export.cpp).
   void CmProjectExport();

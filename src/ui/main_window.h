@@ -13,7 +13,10 @@ class QLabel;
 class QVBoxLayout;
 class QScrollArea;
 class QScrollBar;
+class QToolBar;
 class QHBoxLayout;
+class TDLevelMeter;
+class TDNavigatorStrip;
 class TDTimeRuler;
 class TDTrackArea;
 class TDTrackControl;
@@ -35,12 +38,17 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   QString InfoBarText() const;
   TDTrackArea* TrackArea() const { return lanesWidget; }
   TDTimeRuler* Ruler() const { return ruler; }
+  TDNavigatorStrip* Navigator() const { return navigator; }
+  TDLevelMeter* MasterMeter() const { return masterMeter; }
+  QLabel* PositionDisplay() const { return positionLabel; }
   LTimeLine& GetTimeLine() { return TimeLine; }
 
   void TimeLineChanged(LTimeLine& line) override;
   // The transport's news, on the main thread: the play cursor follows.
+  void spntfPlay(long) override;
   void spntfTime(LSoundTime time, long) override;
   void spntfStop(long) override;
+  void spntfLevel(LDBMultiChannel<LdB<signed char>> const& levels, long) override;
 
   // TDMainWindowView
   void Alert(const std::string& text, const std::string& caption) override;
@@ -72,6 +80,11 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
 
  private:
   void BuildMenus();
+  void BuildToolBar();
+  // The position display: the play position while playing, else the cursor.
+  void ShowPosition(LSoundTime ms);
+  // Vertical zoom of every track by `factor` (1 is the smallest).
+  void ZoomTracks(double factor);
   QAction* AddCommand(QMenu* menu, const QString& text, int id, const QKeySequence& key = {});
   void RebuildTracks();
   // The time line takes the project's end, tempo and cursor.
@@ -84,6 +97,7 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   QWidget* rulerCorner;
   QWidget* rulerScrollGap;
   QHBoxLayout* rulerHolder;
+  QHBoxLayout* navigatorHolder;
   QVBoxLayout* laneHolder;
   QScrollBar* timeScroll;
 
@@ -92,6 +106,11 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   QWidget* trackHolder;
   QVBoxLayout* trackLayout;
   QLabel* infoBar;
+  QLabel* positionLabel = nullptr;
+  TDLevelMeter* masterMeter = nullptr;
+  TDNavigatorStrip* navigator = nullptr;
+  QToolBar* toolBar = nullptr;
+  bool bPlaying = false;
   std::vector<TDTrackControl*> trackControls;
   std::map<int, QAction*> commandActions;
 };

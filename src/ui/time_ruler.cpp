@@ -1,5 +1,8 @@
 #include "ui/time_ruler.h"
 
+#include <QContextMenuEvent>
+#include <QInputDialog>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <algorithm>
@@ -82,9 +85,9 @@ void TDTimeRuler::paintEvent(QPaintEvent*) {
     }
   }
 
-  // Bookmarks as small flags in their colours.
+  // Bookmarks as small flags in their colours; one being dragged shows where it goes.
   for (auto const& mark : project.GetBookmarks()) {
-    int const x = map.MapSoundTimeToPixel(mark.iPosition);
+    int const x = map.MapSoundTimeToPixel(mark.iPosition == iDragFrom && iDragTo >= 0 ? iDragTo : mark.iPosition);
     QColor const c(mark.Colour.uRed >> 8, mark.Colour.uGreen >> 8, mark.Colour.uBlue >> 8);
     painter.fillRect(QRect(x, 0, 6, 8), c);
     painter.setPen(c);
@@ -96,10 +99,83 @@ void TDTimeRuler::paintEvent(QPaintEvent*) {
   painter.drawLine(cursor, 0, cursor, height() - 1);
 }
 
-void TDTimeRuler::mousePressEvent(QMouseEvent* event) {
+LSoundTime TDTimeRuler::TimeAt(int x) const {
   TDPixelSoundTimeMapper const map(0, std::max(1, width()), TimeLine.GetViewStart(), TimeLine.GetViewEnd());
-  LSoundTime const time = std::max<LSoundTime>(0, map.MapPixelToSoundTime(static_cast<int>(event->position().x())));
+  return std::max<LSoundTime>(0, map.MapPixelToSoundTime(x));
+}
+
+LSoundTime TDTimeRuler::BookmarkAt(int x) const {
+  TDPixelSoundTimeMapper const map(0, std::max(1, width()), TimeLine.GetViewStart(), TimeLine.GetViewEnd());
+  LSoundTime found = -1;
+  int best = 5;  // the flag is 6 pixels wide, right of its line
+  for (auto const& mark : Controller.GetProject().GetBookmarks()) {
+    int const d = x - map.MapSoundTimeToPixel(mark.iPosition);
+    if (d >= -1 && d < 7 && std::abs(d - 2) < best) {
+      best = std::abs(d - 2);
+      found = mark.iPosition;
+    }
+  }
+  return found;
+}
+
+void TDTimeRuler::mousePressEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton) return;
+  int const x = static_cast<int>(event->position().x());
+  // A flag grabbed near the top is dragged; anywhere else the cursor goes there.
+  if (event->position().y() < 10) {
+    iDragFrom = BookmarkAt(x);
+    iDragTo = -1;
+    if (iDragFrom >= 0) return;
+  }
+  LSoundTime const time = TimeAt(x);
   Controller.SetCursorPosition(time);
   TimeLine.SetPosition(time);
   emit CursorMoved(time);
+}
+
+void TDTimeRuler::mouseMoveEvent(QMouseEvent* event) {
+  if (iDragFrom < 0) return;
+  iDragTo = TimeAt(static_cast<int>(event->position().x()));
+  update();
+}
+
+void TDTimeRuler::mouseReleaseEvent(QMouseEvent* event) {
+  if (iDragFrom < 0 || event->button() != Qt::LeftButton) return;
+  LSoundTime const from = iDragFrom, to = iDragTo;
+  iDragFrom = iDragTo = -1;
+  if (to >= 0) Controller.CmBookmarkMove(from, to);
+  update();
+}
+
+void TDTimeRuler::mouseDoubleClickEvent(QMouseEvent* event) {
+  LSoundTime const mark = BookmarkAt(static_cast<int>(event->position().x()));
+  if (mark >= 0) RenameBookmark(mark);
+}
+
+void TDTimeRuler::RenameBookmark(LSoundTime position) {
+  LTimeLineBookmark const* mark = Controller.GetProject().FindBookmark(position);
+  if (mark == nullptr) return;
+  bool ok = false;
+  QString const name = QInputDialog::getText(this, tr("Rename Bookmark"), tr("Name"), QLineEdit::Normal,
+                                             QString::fromStdString(mark->GetName()), &ok);
+  if (ok) Controller.CmBookmarkRename(position, name.trimmed().toStdString());
+}
+
+void TDTimeRuler::contextMenuEvent(QContextMenuEvent* event) {
+  int const x = event->pos().x();
+  LSoundTime const mark = BookmarkAt(x);
+  QMenu menu(this);
+  if (mark >= 0) {
+    menu.addAction(tr("Rename Bookmark..."), this, [this, mark] { RenameBookmark(mark); });
+    menu.addAction(tr("Delete Bookmark"), this, [this, mark] { Controller.CmBookmarkDelete(mark); });
+  } else {
+    LSoundTime const time = TimeAt(x);
+    menu.addAction(tr("Add Bookmark Here"), this, [this, time] {
+      Controller.SetCursorPosition(time);
+      TimeLine.SetPosition(time);
+      Controller.CmBookmarkAdd();
+      emit CursorMoved(time);
+    });
+  }
+  menu.exec(event->globalPos());
 }
