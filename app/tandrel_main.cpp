@@ -110,6 +110,7 @@ int main(int argc, char** argv) {
   MainDialog controller(window, loop, engine);
   opener.SetProject(&controller.GetProject());
   transport.SetPlayerNotify(&window);
+  window.SetTrackLevelSource([&transport] { return transport.GetSoundEngine().TakeTracksDB(); });
   engine.SetPlayDevice(controller.GetSettings().szPlayDevice);
   loop.SetTimerHandler([&controller](int id) { controller.OnTimer(id); });
   window.SetController(&controller);

@@ -155,6 +155,10 @@ void TDQtMainWindow::spntfPlay(long) {
 
 void TDQtMainWindow::spntfLevel(LDBMultiChannel<LdB<signed char>> const& levels, long) {
   if (masterMeter) masterMeter->SetLevels(levels);
+  TDTracksDB const* tracks = TrackLevels ? TrackLevels() : nullptr;
+  if (tracks == nullptr) return;
+  int const n = std::min(TrackControlCount(), TDTracksDB::MaxTracks);
+  for (int i = 0; i < n; ++i) trackControls[static_cast<std::size_t>(i)]->Meter()->SetLevels(tracks->Tracks[i]);
 }
 
 void TDQtMainWindow::ShowPosition(LSoundTime ms) {
@@ -189,6 +193,7 @@ void TDQtMainWindow::spntfStop(long) {
   bPlaying = false;
   if (lanesWidget) lanesWidget->SetPlayPosition(-1);
   if (masterMeter) masterMeter->Reset();
+  for (TDTrackControl* row : trackControls) row->Meter()->Reset();
   if (QAction* play = CommandAction(CM_PLAY_STOP)) {
     play->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
     play->setText(tr("&Play"));

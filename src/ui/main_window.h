@@ -5,6 +5,7 @@
 
 #include "shell/main_window_view.h"
 #include "sound/sound_player.h"
+#include "sound/tracks_db.h"
 #include "timeline/time_line.h"
 
 class MainDialog;
@@ -28,6 +29,10 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
  public:
   explicit TDQtMainWindow(QWidget* parent = nullptr);
   ~TDQtMainWindow() override;
+
+  // Where the levels of the tracks come from while playing: the latest due, or
+  // null. Asked at each level tick of the mix.
+  void SetTrackLevelSource(std::function<TDTracksDB const*()> source) { TrackLevels = std::move(source); }
 
   // Connects the window to its controller; the menus and tracks appear then.
   void SetController(MainDialog* controller);
@@ -111,6 +116,7 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   TDNavigatorStrip* navigator = nullptr;
   QToolBar* toolBar = nullptr;
   bool bPlaying = false;
+  std::function<TDTracksDB const*()> TrackLevels;
   std::vector<TDTrackControl*> trackControls;
   std::map<int, QAction*> commandActions;
 };

@@ -118,7 +118,19 @@ TEST_F(MainWindowTest, TheTransportBarShowsWhereAndHowLoudAndTheViewMenuZooms) {
   LDBMultiChannel<LdB<signed char>> loud(2);
   loud[0] = LdB<signed char>(-1);
   loud[1] = LdB<signed char>(-20);
+  // The tracks' levels come with the mix's tick; only track 3 sounds here.
+  auto tracks = std::make_unique<TDTracksDB>();
+  for (auto& t : tracks->Tracks) {
+    t.SetChannels(2);
+    t.SetAll(LdB<signed char>::Silence);
+  }
+  tracks->Tracks[2][0] = LdB<signed char>(-6);
+  tracks->Tracks[2][1] = LdB<signed char>(-9);
+  window.SetTrackLevelSource([&] { return tracks.get(); });
   window.spntfLevel(loud, 0);
+  EXPECT_FLOAT_EQ(window.TrackControlAt(2)->Meter()->Shown(0), -6.0f);
+  EXPECT_FLOAT_EQ(window.TrackControlAt(2)->Meter()->Shown(1), -9.0f);
+  EXPECT_LE(window.TrackControlAt(1)->Meter()->Shown(0), TDLevelMeter::kFloorDB);
   EXPECT_FLOAT_EQ(window.MasterMeter()->Shown(0), -1.0f);
   EXPECT_FLOAT_EQ(window.MasterMeter()->Shown(1), -20.0f);
   QImage const lit = window.MasterMeter()->grab().toImage();
@@ -128,6 +140,8 @@ TEST_F(MainWindowTest, TheTransportBarShowsWhereAndHowLoudAndTheViewMenuZooms) {
   window.spntfStop(0);
   EXPECT_EQ(window.CommandAction(CM_PLAY_STOP)->text(), QStringLiteral("&Play"));
   EXPECT_LE(window.MasterMeter()->Shown(0), TDLevelMeter::kFloorDB);
+  EXPECT_LE(window.TrackControlAt(2)->Meter()->Shown(0), TDLevelMeter::kFloorDB);
+  window.SetTrackLevelSource(nullptr);
   EXPECT_TRUE(window.PositionDisplay()->text().startsWith(TDTimeRuler::TimeLabel(at, 1)));
 
   // The View menu: zoom in halves what the lanes show, about the cursor; taller
