@@ -195,7 +195,16 @@ class MainDialog : public TDProjectNotify {
   // Files dropped onto the window: a project opens, anything else becomes clips
   // one after another on the current track; nothing while recording.
   void EvDropFiles(const std::vector<std::string>& paths);
-  // Bookmarks (main_dialog_bookmarks.cpp). Adding puts one at the cursor, named
+  // The working region, the stretch that plays in a loop (main_dialog_timeline.cpp):
+  // from the selected stretch, from or to the cursor, or dragged on the ruler.
+  // A region of no length is none. Playback takes the new region at once.
+  void CmLoopAdd();
+  void CmSelectLoopAreaStart();
+  void CmSelectLoopAreaEnd();
+  void CmDeselectLoopArea();
+  void SetWorkRegion(LSoundTime start, LSoundTime end);
+
+  // Bookmarks (main_dialog_timeline.cpp). Adding puts one at the cursor, named
   // after its number, unless one stands there already; the cursor jumps to the
   // nearest one after or before it. Bookmarks are no undo step: they mark where
   // to go, not what the project sounds like, but the project must be saved.

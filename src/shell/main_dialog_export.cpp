@@ -12,6 +12,10 @@
 
 void MainDialog::CmProjectExport() {
   if (Engine.IsRecording()) return;
+  if (Project.Clips.IsEmpty()) {
+    View.Alert("Your project does not contains any clips, please load some clips and try again.", "");
+    return;
+  }
   std::string const name = Project.szFilePath.empty() || Project.szFilePath == DefaultProjectPath()
                                ? std::string("Default Project")
                                : std::filesystem::path(Project.szFilePath).stem().string();

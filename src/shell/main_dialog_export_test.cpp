@@ -55,6 +55,10 @@ class ExportCommandTest : public ::testing::Test {
 };
 
 TEST_F(ExportCommandTest, TheMixGoesWhereTheUserSaysAndAFailureLeavesNothing) {
+  // Nothing to export yet: said, and no form.
+  dialog.Command(CM_PROJECT_EXPORT);
+  EXPECT_EQ(view.LastAlert(), "Your project does not contains any clips, please load some clips and try again.");
+  EXPECT_TRUE(view.exportForms.empty());
   PlaceTone(500);
   std::string const out = (scratch / "mix.wav").string();
   view.exportEdits.push_back([&](TDExportOptions& o) { o.szPath = out; });

@@ -340,6 +340,11 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(transport, tr("Go to &End"), CM_GO_TO_END, QKeySequence(Qt::Key_End))
       ->setIcon(style()->standardIcon(QStyle::SP_MediaSkipForward));
   transport->addSeparator();
+  AddCommand(transport, tr("&Loop the Selection"), CM_LOOP_ADD, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L));
+  AddCommand(transport, tr("Loop &Starts at Cursor"), CM_SELECT_LOOP_AREA_START, QKeySequence(Qt::Key_BracketLeft));
+  AddCommand(transport, tr("Loop E&nds at Cursor"), CM_SELECT_LOOP_AREA_END, QKeySequence(Qt::Key_BracketRight));
+  AddCommand(transport, tr("&Clear Loop"), CM_DESELECT_LOOP_AREA);
+  transport->addSeparator();
   AddCommand(transport, tr("Add &Bookmark at Cursor"), CM_BOOKMARK_ADD, QKeySequence(Qt::CTRL | Qt::Key_B));
   AddCommand(transport, tr("&Next Bookmark"), CM_GOTO_NEXT_BOOKMARK, QKeySequence(Qt::CTRL | Qt::Key_Right));
   AddCommand(transport, tr("P&revious Bookmark"), CM_GOTO_PREV_BOOKMARK, QKeySequence(Qt::CTRL | Qt::Key_Left));

@@ -173,7 +173,7 @@ TEST_F(MainWindowTest, TheTransportBarShowsWhereAndHowLoudAndTheViewMenuZooms) {
               2 * (nav->TimeOf(1) - nav->TimeOf(0)) + 1);
 }
 
-TEST_F(MainWindowTest, BookmarksAreAddedDraggedAndRenamedOnTheRuler) {
+TEST_F(MainWindowTest, BookmarksAndTheLoopAreMadeOnTheRuler) {
   window.resize(1200, 700);
   window.show();
   window.GetTimeLine().SetViewRegion(0, 10000);
@@ -202,6 +202,15 @@ TEST_F(MainWindowTest, BookmarksAreAddedDraggedAndRenamedOnTheRuler) {
   });
   QTest::mouseDClick(ruler, Qt::LeftButton, Qt::NoModifier, QPoint(map.MapSoundTimeToPixel(moved) + 2, 4));
   EXPECT_EQ(controller.GetProject().GetBookmarks().front().GetName(), "Verse 2");
+  // A drag along the ruler makes the loop; a click only moves the cursor.
+  QPoint const from(map.MapSoundTimeToPixel(1000), 20), to(map.MapSoundTimeToPixel(3000), 20);
+  QTest::mousePress(ruler, Qt::LeftButton, Qt::NoModifier, from);
+  for (int step = 1; step <= 3; ++step) QTest::mouseMove(ruler, from + (to - from) * step / 3);
+  QTest::mouseRelease(ruler, Qt::LeftButton, Qt::NoModifier, to);
+  EXPECT_NEAR(controller.GetProject().WorkRegion.GetStart(), 1000, map.GetMSPerPixel());
+  EXPECT_NEAR(controller.GetProject().WorkRegion.GetEnd(), 3000, map.GetMSPerPixel());
+  QTest::mouseClick(ruler, Qt::LeftButton, Qt::NoModifier, QPoint(map.MapSoundTimeToPixel(2000), 20));
+  EXPECT_FALSE(controller.GetProject().WorkRegion.IsEmpty());
   // Ctrl+Left / Ctrl+Right jump to it.
   window.CommandAction(CM_GOTO_NEXT_BOOKMARK)->trigger();
   EXPECT_EQ(controller.GetCursorPosition(), moved);

@@ -40,6 +40,17 @@ void TDTimeRuler::paintEvent(QPaintEvent*) {
   TDPixelSoundTimeMapper const map(0, std::max(1, width()), TimeLine.GetViewStart(), TimeLine.GetViewEnd());
   TDProject const& project = Controller.GetProject();
 
+  // The loop as a green band across the top, the one being dragged as it goes.
+  LSoundTime loopStart = project.WorkRegion.GetStart(), loopEnd = project.WorkRegion.GetEnd();
+  if (iLoopAnchor >= 0 && iLoopTo >= 0) {
+    loopStart = std::min(iLoopAnchor, iLoopTo);
+    loopEnd = std::max(iLoopAnchor, iLoopTo);
+  }
+  if (loopStart != loopEnd) {
+    painter.fillRect(QRect(QPoint(map.MapSoundTimeToPixel(loopStart), 0), QPoint(map.MapSoundTimeToPixel(loopEnd), 8)),
+                     QColor(60, 170, 90, 170));
+  }
+
   // The selected region as a band along the bottom.
   TDEditRegion const& region = project.GetEditRegion();
   if (region.iStart != region.iEnd) {
@@ -127,23 +138,39 @@ void TDTimeRuler::mousePressEvent(QMouseEvent* event) {
     iDragTo = -1;
     if (iDragFrom >= 0) return;
   }
+  // A click sets the cursor; a drag from here makes the loop instead.
   LSoundTime const time = TimeAt(x);
+  iLoopAnchor = time;
+  iLoopTo = -1;
+  iPressX = x;
   Controller.SetCursorPosition(time);
   TimeLine.SetPosition(time);
   emit CursorMoved(time);
 }
 
 void TDTimeRuler::mouseMoveEvent(QMouseEvent* event) {
-  if (iDragFrom < 0) return;
-  iDragTo = TimeAt(static_cast<int>(event->position().x()));
-  update();
+  int const x = static_cast<int>(event->position().x());
+  if (iDragFrom >= 0) {
+    iDragTo = TimeAt(x);
+    update();
+  } else if (iLoopAnchor >= 0 && (event->buttons() & Qt::LeftButton) && (iLoopTo >= 0 || std::abs(x - iPressX) > 3)) {
+    iLoopTo = TimeAt(x);
+    update();
+  }
 }
 
 void TDTimeRuler::mouseReleaseEvent(QMouseEvent* event) {
-  if (iDragFrom < 0 || event->button() != Qt::LeftButton) return;
-  LSoundTime const from = iDragFrom, to = iDragTo;
-  iDragFrom = iDragTo = -1;
-  if (to >= 0) Controller.CmBookmarkMove(from, to);
+  if (event->button() != Qt::LeftButton) return;
+  if (iDragFrom >= 0) {
+    LSoundTime const from = iDragFrom, to = iDragTo;
+    iDragFrom = iDragTo = -1;
+    if (to >= 0) Controller.CmBookmarkMove(from, to);
+  } else if (iLoopAnchor >= 0 && iLoopTo >= 0) {
+    LSoundTime const from = iLoopAnchor, to = iLoopTo;
+    iLoopAnchor = iLoopTo = -1;
+    Controller.SetWorkRegion(from, to);
+  }
+  iLoopAnchor = iLoopTo = -1;
   update();
 }
 
@@ -176,6 +203,10 @@ void TDTimeRuler::contextMenuEvent(QContextMenuEvent* event) {
       Controller.CmBookmarkAdd();
       emit CursorMoved(time);
     });
+  }
+  if (!Controller.GetProject().WorkRegion.IsEmpty()) {
+    menu.addSeparator();
+    menu.addAction(tr("Clear Loop"), this, [this] { Controller.CmDeselectLoopArea(); });
   }
   menu.exec(event->globalPos());
 }

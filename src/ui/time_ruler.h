@@ -40,6 +40,10 @@ class TDTimeRuler : public QWidget, public LTimeLineNotify {
   // A bookmark flag being dragged: where it was, and where it would go now.
   LSoundTime iDragFrom = -1;
   LSoundTime iDragTo = -1;
+  // A loop being dragged out: where the press was, and the other end now.
+  LSoundTime iLoopAnchor = -1;
+  LSoundTime iLoopTo = -1;
+  int iPressX = 0;
   MainDialog& Controller;
   LTimeLine& TimeLine;
 };

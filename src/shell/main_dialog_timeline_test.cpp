@@ -12,11 +12,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class BookmarkCommandTest : public ::testing::Test {
+class TimelineCommandTest : public ::testing::Test {
  protected:
   void SetUp() override {
     scratch = fs::path(TANDREL_BINARY_DIR) / "shell-test-scratch" /
-              ("bookmarks-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+              ("timeline-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
     fs::remove_all(scratch);
     fs::create_directories(scratch);
     setenv("TMPDIR", scratch.c_str(), 1);
@@ -42,7 +42,7 @@ class BookmarkCommandTest : public ::testing::Test {
   MainDialog dialog{view, loop, engine};
 };
 
-TEST_F(BookmarkCommandTest, MarksAreAddedNamedJumpedBetweenAndEdited) {
+TEST_F(TimelineCommandTest, MarksAreAddedNamedJumpedBetweenAndEdited) {
   AddAt(4000);
   AddAt(1000);
   AddAt(1000);  // one place, one mark
@@ -91,6 +91,52 @@ TEST_F(BookmarkCommandTest, MarksAreAddedNamedJumpedBetweenAndEdited) {
   EXPECT_EQ(dialog.GetProject().GetBookmarks().size(), 3u);
   EXPECT_EQ(NameAt(7500), "Chorus");
   EXPECT_EQ(NameAt(130000), "Bookmark 3");
+}
+
+TEST_F(TimelineCommandTest, TheLoopComesFromTheSelectionTheCursorOrADrag) {
+  TDWorkRegionInfo const& loop = dialog.GetProject().WorkRegion;
+  dialog.Command(CM_LOOP_ADD);  // nothing selected: said, no loop
+  EXPECT_TRUE(loop.IsEmpty());
+  ASSERT_FALSE(view.infoBar.empty());
+
+  dialog.GetProject().SetEditRegion(3000, 5000, 0, 2);
+  engine.playing = true;
+  int const restarts = engine.restarts;
+  dialog.Command(CM_LOOP_ADD);
+  EXPECT_EQ(loop.GetStart(), 3000);
+  EXPECT_EQ(loop.GetEnd(), 5000);
+  EXPECT_GT(engine.restarts, restarts);  // the playing mix takes the loop at once
+  engine.playing = false;
+
+  // "[" and "]": an end before the start moves the other end out of the way.
+  dialog.SetCursorPosition(4000);
+  dialog.Command(CM_SELECT_LOOP_AREA_END);
+  EXPECT_EQ(loop.GetStart(), 3000);
+  EXPECT_EQ(loop.GetEnd(), 4000);
+  dialog.SetCursorPosition(2000);
+  dialog.Command(CM_SELECT_LOOP_AREA_END);
+  EXPECT_EQ(loop.GetStart(), 0);
+  EXPECT_EQ(loop.GetEnd(), 2000);
+  dialog.SetCursorPosition(2500);
+  dialog.Command(CM_SELECT_LOOP_AREA_START);
+  EXPECT_EQ(loop.GetStart(), 2500);
+  EXPECT_EQ(loop.GetEnd(), dialog.GetProject().GetEnd());  // no clips: to the project's end
+
+  // A drag on the ruler: either way round, kept within the project.
+  dialog.SetWorkRegion(9000, -50);
+  EXPECT_EQ(loop.GetStart(), 0);
+  EXPECT_EQ(loop.GetEnd(), 9000);
+  dialog.SetWorkRegion(7000, 7000);
+  EXPECT_TRUE(loop.IsEmpty());
+
+  dialog.SetWorkRegion(1000, 2000);
+  engine.recording = true;
+  dialog.Command(CM_DESELECT_LOOP_AREA);
+  EXPECT_EQ(view.LastAlert(), "The working region can't be cleared while recording is in progress.");
+  EXPECT_FALSE(loop.IsEmpty());
+  engine.recording = false;
+  dialog.Command(CM_DESELECT_LOOP_AREA);
+  EXPECT_TRUE(loop.IsEmpty());
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Bookmarks: named marks on the time line the user jumps between.
+// The time line's marks: the working region that plays in a loop, and bookmarks,
+// named marks the user jumps between.
 #include <algorithm>
 
 #include "shell/main_dialog.h"
@@ -87,4 +88,52 @@ bool MainDialog::CmBookmarkDelete(LSoundTime position) {
   SetProjectDirty();
   View.UIClipsApply();
   return true;
+}
+
+void MainDialog::SetWorkRegion(LSoundTime start, LSoundTime end) {
+  LSoundTime const limit = Project.WorkRegion.GetMaxWorkRegionEnd();
+  start = std::clamp<LSoundTime>(start, 0, limit);
+  end = std::clamp<LSoundTime>(end, 0, limit);
+  if (end < start) std::swap(start, end);
+  if (start == end) {
+    Project.WorkRegion.Clear();
+  } else {
+    Project.WorkRegion.Set(start, end);
+  }
+  RestartIfPlaying();
+  View.UIClipsApply();
+}
+
+void MainDialog::CmLoopAdd() {
+  TDEditRegion const& r = Project.GetEditRegion();
+  if (r.iStart == r.iEnd) {
+    View.InfoBar("Select a stretch across the tracks first; it then becomes the loop.");
+    return;
+  }
+  SetWorkRegion(r.iStart, r.iEnd);
+}
+
+void MainDialog::CmSelectLoopAreaStart() {
+  TDWorkRegionInfo const& w = Project.WorkRegion;
+  // With no end after the cursor, the loop runs to the last clip, or the project's end.
+  LSoundTime end = w.GetEnd();
+  if (w.IsEmpty() || end <= iCursor) {
+    end = Project.Clips.GetPlayableClipsEnd();
+    if (end <= iCursor) end = w.GetMaxWorkRegionEnd();
+  }
+  SetWorkRegion(iCursor, end);
+}
+
+void MainDialog::CmSelectLoopAreaEnd() {
+  TDWorkRegionInfo const& w = Project.WorkRegion;
+  LSoundTime const start = w.IsEmpty() || w.GetStart() >= iCursor ? 0 : w.GetStart();
+  SetWorkRegion(start, iCursor);
+}
+
+void MainDialog::CmDeselectLoopArea() {
+  if (Engine.IsRecording()) {
+    View.Alert("The working region can't be cleared while recording is in progress.", "Can't clear working region");
+    return;
+  }
+  SetWorkRegion(0, 0);
 }
