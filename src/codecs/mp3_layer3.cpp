@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "codecs/mp3_imdct.h"
 #include "codecs/mp3_tables.h"
 
 namespace {
@@ -591,59 +592,7 @@ void LMP3Layer3Decoder::AliasReduction(int gr, int ch) {
 void LMP3Layer3Decoder::IMDCTSynthesize(int gr, int ch) {
   Channel& c = aChannel[ch];
   LMP3GranuleInfo const& g = side.aGranule[gr][ch];
-  LMP3LookupTables const& t = LMP3LookupTables::Get();
   int const used = (c.iNonZero + 17) / 18;
   int const blockType = g.bWindowSwitching ? g.iBlockType : 0;
-  for (int sb = 0; sb < 32; ++sb) {
-    float* ov = c.aOverlap + sb * 18;
-    float out[18];
-    if (sb >= used) {
-      for (int i = 0; i < 18; ++i) {
-        out[i] = ov[i];
-        ov[i] = 0;
-      }
-    } else {
-      float const* in = c.aSpectrum + sb * 18;
-      int const type = (g.bMixedBlock && sb < 2) ? 0 : blockType;
-      float z[36];
-      if (type != 2) {
-        float y[18] = {};
-        for (int k = 0; k < 18; ++k) {
-          float const xk = in[k];
-          if (xk == 0) continue;
-          float const* row = t.aImdctLong[k];
-          for (int n = 0; n < 18; ++n) y[n] += xk * row[n];
-        }
-        // y holds outputs 9..26; the rest mirror them.
-        float const* w = t.aWindowLong[type];
-        for (int n = 0; n < 9; ++n) z[n] = -y[8 - n] * w[n];           // out[n] = -out[17 - n]
-        for (int n = 9; n < 27; ++n) z[n] = y[n - 9] * w[n];
-        for (int n = 27; n < 36; ++n) z[n] = y[53 - n - 9] * w[n];     // out[n] = out[53 - n]
-      } else {
-        for (float& v : z) v = 0;
-        for (int win = 0; win < 3; ++win) {
-          float const* x = in + win * 6;
-          float y[6] = {};
-          for (int k = 0; k < 6; ++k) {
-            for (int n = 0; n < 6; ++n) y[n] += x[k] * t.aImdctShort[k][n];
-          }
-          // y holds outputs 3..8 of twelve; 0..2 and 9..11 mirror them.
-          float full[12];
-          for (int n = 0; n < 3; ++n) full[n] = -y[2 - n];  // out[n] = -out[5 - n]
-          for (int n = 3; n < 9; ++n) full[n] = y[n - 3];
-          for (int n = 9; n < 12; ++n) full[n] = y[17 - n - 3];  // out[n] = out[17 - n]
-          for (int n = 0; n < 12; ++n) z[6 + 6 * win + n] += full[n] * t.aWindowShort[n];
-        }
-      }
-      for (int i = 0; i < 18; ++i) {
-        out[i] = z[i] + ov[i];
-        ov[i] = z[18 + i];
-      }
-    }
-    // Odd sub-bands come out of the filter bank inverted in frequency.
-    if (sb & 1) {
-      for (int i = 1; i < 18; i += 2) out[i] = -out[i];
-    }
-    for (int i = 0; i < 18; ++i) c.aSubband[i][sb] = out[i];
-  }
+  LMP3InverseMdct(c.aSpectrum, blockType, g.bMixedBlock, used, c.aOverlap, c.aSubband);
 }

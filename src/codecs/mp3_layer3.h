@@ -75,7 +75,7 @@ class LMP3Layer3Decoder {
     int aValues[576];      // decoded integers, in stream order
     float aSpectrum[576];  // requantised, then reordered
     int iNonZero = 0;      // lines from this one on are zero
-    float aOverlap[576];
+    float aOverlap[18][32];  // the second half of the last IMDCT, by time slot and sub-band
     float aSubband[18][32];  // IMDCT output by time slot and sub-band
   };
 

@@ -62,36 +62,6 @@ LMP3LookupTables::LMP3LookupTables() { InitTables(); }
 void LMP3LookupTables::InitTables() {
   for (int i = 0; i < kPowCount; ++i) aPow43[i] = static_cast<float>(std::pow(static_cast<double>(i), 4.0 / 3.0));
 
-  // Block type 0: a sine over all 36 points. Start (1) and stop (3) blocks join a long
-  // block to short ones: half a long sine, a flat part, half a short sine and zeros.
-  for (int i = 0; i < 36; ++i) {
-    double const longSine = std::sin(kPi / 36 * (i + 0.5));
-    aWindowLong[0][i] = static_cast<float>(longSine);
-    double start = 0;
-    if (i < 18) start = longSine;
-    else if (i < 24) start = 1;
-    else if (i < 30) start = std::sin(kPi / 12 * (i - 18 + 0.5));
-    aWindowLong[1][i] = static_cast<float>(start);
-    double stop = 0;
-    if (i >= 18) stop = longSine;
-    else if (i >= 12) stop = 1;
-    else if (i >= 6) stop = std::sin(kPi / 12 * (i - 6 + 0.5));
-    aWindowLong[3][i] = static_cast<float>(stop);
-    aWindowLong[2][i] = 0;  // short blocks use aWindowShort
-  }
-  for (int i = 0; i < 12; ++i) aWindowShort[i] = static_cast<float>(std::sin(kPi / 12 * (i + 0.5)));
-
-  for (int k = 0; k < 18; ++k) {
-    for (int n = 0; n < 18; ++n) {
-      aImdctLong[k][n] = static_cast<float>(std::cos(kPi / 72 * (2 * n + 37) * (2 * k + 1)));
-    }
-  }
-  for (int k = 0; k < 6; ++k) {
-    for (int n = 0; n < 6; ++n) {
-      aImdctShort[k][n] = static_cast<float>(std::cos(kPi / 24 * (2 * n + 13) * (2 * k + 1)));
-    }
-  }
-
   constexpr double kAliasC[8] = {-0.6, -0.535, -0.33, -0.185, -0.095, -0.041, -0.0142, -0.0037};
   for (int i = 0; i < 8; ++i) {
     double const root = std::sqrt(1.0 + kAliasC[i] * kAliasC[i]);

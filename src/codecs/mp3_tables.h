@@ -44,16 +44,6 @@ class LMP3LookupTables {
   static constexpr int kPowCount = 8207;
   float aPow43[kPowCount];
 
-  // The IMDCT windows of block types 0 (normal), 1 (start) and 3 (stop), 36 points.
-  float aWindowLong[4][36];
-  // The 12-point window of each short block.
-  float aWindowShort[12];
-  // The 18 long outputs that are not mirror images of others: y[9 + n], n = 0..17,
-  // is the sum of X[k] * aImdctLong[k][n].
-  float aImdctLong[18][18];
-  // Short blocks: y[3 + n] of a 12-point IMDCT for n = 0..5 is the sum of
-  // X[k] * aImdctShort[k][n].
-  float aImdctShort[6][6];
   // Alias reduction butterflies.
   float aAliasCs[8];
   float aAliasCa[8];
