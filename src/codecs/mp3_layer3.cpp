@@ -1,6 +1,7 @@
 #include "codecs/mp3_layer3.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "codecs/mp3_imdct.h"
@@ -32,18 +33,34 @@ constexpr int kLsfPartitions[6][3][4] = {
 
 constexpr float kInvSqrt2 = 0.70710678118654752f;
 
-inline int DecodeSymbol(LMP3BitReader& b, LMP3HuffmanTree const& t) {
-  std::uint32_t const w = b.Peek32();
-  std::uint32_t e = t.pEntries[w >> (32 - t.iRootBits)];
+// The 64 bits from bit `pos` of `data` on, most significant first. The buffer's
+// padding makes the 8-byte read safe for any position inside the data; at least 57
+// of the bits are real, enough for the longest pair of values with both their
+// linbits and signs (45 bits).
+inline std::uint64_t Window(std::uint8_t const* data, std::size_t pos) {
+  std::uint64_t v;
+  std::memcpy(&v, data + (pos >> 3), sizeof v);
+  if constexpr (std::endian::native == std::endian::little) v = __builtin_bswap64(v);
+  return v << (pos & 7);
+}
+
+// Looks up the code word at the top of `w`: gives its symbol and sets `length`.
+inline int LookUp(LMP3HuffmanTree const& t, std::uint64_t w, int& length) {
+  std::uint32_t e = t.pEntries[w >> (64 - t.iRootBits)];
   int taken = 0;
   int level = t.iRootBits;
   while (e & LMP3HuffmanTree::kSub) {
     taken += level;
     level = static_cast<int>((e >> 16) & 31);
-    e = t.pEntries[(e & 0xFFFF) + ((w << taken) >> (32 - level))];
+    e = t.pEntries[(e & 0xFFFF) + ((w << taken) >> (64 - level))];
   }
-  b.Skip(static_cast<unsigned>(taken) + ((e >> 8) & 0xFF));
+  length = taken + static_cast<int>((e >> 8) & 0xFF);
   return static_cast<int>(e & 0xFF);
+}
+
+// |value|^(4/3) times the band's gain, with the sign bit from the stream.
+inline float Requantized(float const* pow43, int magnitude, std::uint32_t negative, float gain) {
+  return std::bit_cast<float>(std::bit_cast<std::uint32_t>(pow43[magnitude] * gain) | (negative << 31));
 }
 
 inline bool IsShort(LMP3GranuleInfo const& g) { return g.bWindowSwitching && g.iBlockType == 2; }
@@ -65,7 +82,11 @@ int MixedFirstShortBand(LMP3BandEdges const& b) {
 
 }  // namespace
 
-LMP3Layer3Decoder::LMP3Layer3Decoder() { Reset(); }
+LMP3Layer3Decoder::LMP3Layer3Decoder() {
+  // The shared tables are made here, when a source opens, rather than in its first Read.
+  LMP3LookupTables::Get();
+  Reset();
+}
 
 void LMP3Layer3Decoder::Reset() {
   for (auto& c : aChannel) {
@@ -171,13 +192,13 @@ void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* mai
         // Data from before the jump: play the granule as silence, letting the
         // overlap of the last good one fade out.
         c.iNonZero = 0;
-        std::memset(c.aValues, 0, sizeof c.aValues);
+        std::memset(c.aSpectrum, 0, sizeof c.aSpectrum);
         continue;
       }
       std::size_t const end = pos + static_cast<std::size_t>(side.aGranule[gr][ch].iPart23Length);
       bits.SetPosition(pos);
       DecodeScaleFactors(h, gr, ch);
-      DecodeHuffmanData(h, gr, ch, end);
+      DecodeSpectrum(h, gr, ch, end);
       pos = end;
     }
     DecodeGranule(h, gr, out + static_cast<std::size_t>(gr) * 576 * static_cast<std::size_t>(iChannels));
@@ -185,7 +206,6 @@ void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* mai
 }
 
 void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr, std::int32_t* out) {
-  for (int ch = 0; ch < iChannels; ++ch) RequantizeSpectrum(h, gr, ch);
   JointStereoProcessing(h, gr);
   LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
   for (int ch = 0; ch < iChannels; ++ch) {
@@ -333,14 +353,72 @@ void LMP3Layer3Decoder::DecodeScaleFactors(LMP3Header const& h, int gr, int ch) 
   }
 }
 
-void LMP3Layer3Decoder::DecodeHuffmanData(LMP3Header const& /*h*/, int gr, int ch, std::size_t end) {
+int LMP3Layer3Decoder::BandGains(LMP3Header const& h, int gr, int ch, int* ends, float* gains) const {
+  Channel const& c = aChannel[ch];
+  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
+  LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
+  int const shift = g.bScalefacScale ? 4 : 2;  // quarter powers of two per scale factor step
+  int const base = g.iGlobalGain - 210;
+  int n = 0;
+  auto add = [&](int end, int exponent) {
+    exponent = std::clamp(exponent, -512, 63);
+    ends[n] = end;
+    gains[n] = t.aGain[exponent + 512];
+    ++n;
+  };
+  if (!IsShort(g)) {
+    for (int sfb = 0; sfb < 22; ++sfb) {
+      add(bands.aLong[sfb + 1], base - shift * (c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0)));
+    }
+    return n;
+  }
+  int first = 0;
+  if (g.bMixedBlock) {
+    int const longBands = MixedLongBands(bands);
+    for (int sfb = 0; sfb < longBands; ++sfb) {
+      add(bands.aLong[sfb + 1], base - shift * (c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0)));
+    }
+    first = MixedFirstShortBand(bands);
+    // Lines between the long part and the first whole short band belong to no band
+    // (only at 8000 Hz): they count as nothing.
+    if (3 * bands.aShort[first] > bands.aLong[longBands]) {
+      ends[n] = 3 * bands.aShort[first];
+      gains[n] = 0;
+      ++n;
+    }
+  }
+  for (int s = first; s < 13; ++s) {
+    int const start = bands.aShort[s];
+    int const width = bands.aShort[s + 1] - start;
+    for (int w = 0; w < 3; ++w) {
+      add(3 * start + (w + 1) * width, base - 8 * g.aSubblockGain[w] - shift * c.aScaleShort[s][w]);
+    }
+  }
+  return n;
+}
+
+void LMP3Layer3Decoder::DecodeSpectrum(LMP3Header const& h, int gr, int ch, std::size_t end) {
   Channel& c = aChannel[ch];
   LMP3GranuleInfo const& g = side.aGranule[gr][ch];
   LMP3LookupTables const& t = LMP3LookupTables::Get();
-  int* v = c.aValues;
+  float const* pow43 = t.aPow43;
+  float* xr = c.aSpectrum;
+
+  // The gain of each band, by the line where the band ends, in stream order.
+  int ends[kMaxBands + 1];
+  float gains[kMaxBands + 1];
+  int const bandCount = BandGains(h, gr, ch, ends, gains);
+  ends[bandCount] = 576 + 4;  // never reached
+  gains[bandCount] = 0;
+  int band = 0;
+  int bandEnd = ends[0];
+  float gain = gains[0];
+
+  std::uint8_t const* data = aMain;
+  std::size_t pos = bits.Position();
   int const bigEnd = 2 * g.iBigValues;
   int const limits[3] = {std::min(g.iRegion1Start, bigEnd), std::min(g.iRegion2Start, bigEnd), bigEnd};
-  LMP3BitReader b = bits;
   int i = 0;
   bool broken = false;
   for (int r = 0; r < 3 && !broken; ++r) {
@@ -348,101 +426,89 @@ void LMP3Layer3Decoder::DecodeHuffmanData(LMP3Header const& /*h*/, int gr, int c
     if (i >= limit) continue;
     int const table = g.aTableSelect[r];
     if (table == 0) {
-      for (; i < limit; ++i) v[i] = 0;
+      for (; i < limit; ++i) xr[i] = 0;
+      while (bandEnd <= i) {
+        bandEnd = ends[++band];
+        gain = gains[band];
+      }
       continue;
     }
     LMP3HuffmanTree const& tree = t.aTrees[table];
     int const linbits = tree.iLinBits;
     for (; i < limit; i += 2) {
-      if (b.Position() >= end) {
+      if (pos >= end) {
         broken = true;
         break;
       }
-      int const sym = DecodeSymbol(b, tree);
+      // Band edges are even: a pair never straddles one.
+      if (i >= bandEnd) {
+        bandEnd = ends[++band];
+        gain = gains[band];
+      }
+      std::uint64_t w = Window(data, pos);
+      int length = 0;
+      int const sym = LookUp(tree, w, length);
+      w <<= length;
       int x = sym >> 4;
       int y = sym & 15;
-      if (x == 15 && linbits) x += static_cast<int>(b.Read(linbits));
-      if (x && b.ReadBit()) x = -x;
-      if (y == 15 && linbits) y += static_cast<int>(b.Read(linbits));
-      if (y && b.ReadBit()) y = -y;
-      v[i] = x;
-      v[i + 1] = y;
+      if (x == 15 && linbits) {
+        x += static_cast<int>(w >> (64 - linbits));
+        w <<= linbits;
+        length += linbits;
+      }
+      // A sign bit follows each value that is not zero.
+      unsigned const xSigned = x != 0;
+      std::uint32_t const xNegative = static_cast<std::uint32_t>(w >> 63) & xSigned;
+      w <<= xSigned;
+      length += static_cast<int>(xSigned);
+      if (y == 15 && linbits) {
+        y += static_cast<int>(w >> (64 - linbits));
+        w <<= linbits;
+        length += linbits;
+      }
+      unsigned const ySigned = y != 0;
+      std::uint32_t const yNegative = static_cast<std::uint32_t>(w >> 63) & ySigned;
+      length += static_cast<int>(ySigned);
+      pos += static_cast<unsigned>(length);
+      xr[i] = Requantized(pow43, x, xNegative, gain);
+      xr[i + 1] = Requantized(pow43, y, yNegative, gain);
     }
   }
   if (broken) {
     // The granule's bits ran out inside the big values: what is left is unknown.
-    for (; i < 576; ++i) v[i] = 0;
+    std::memset(xr + i, 0, static_cast<std::size_t>(576 - i) * sizeof *xr);
     c.iNonZero = bigEnd < 576 ? bigEnd : 576;
     return;
   }
   // Quadruples of values -1..1 until the granule's bits are used up.
   LMP3HuffmanTree const& quad = t.aTrees[32 + g.iCount1Table];
-  while (i + 4 <= 576 && b.Position() < end) {
-    int const sym = DecodeSymbol(b, quad);
-    int q[4] = {(sym >> 3) & 1, (sym >> 2) & 1, (sym >> 1) & 1, sym & 1};
-    for (int& e : q) {
-      if (e && b.ReadBit()) e = -1;
+  while (i + 4 <= 576 && pos < end) {
+    std::uint64_t w = Window(data, pos);
+    int length = 0;
+    int const sym = LookUp(quad, w, length);
+    w <<= length;
+    float q[4];
+    for (int k = 0; k < 4; ++k) {
+      unsigned const nonZero = (sym >> (3 - k)) & 1;
+      std::uint32_t const negative = static_cast<std::uint32_t>(w >> 63) & nonZero;
+      w <<= nonZero;
+      length += static_cast<int>(nonZero);
+      q[k] = std::bit_cast<float>(std::bit_cast<std::uint32_t>(static_cast<float>(nonZero)) | (negative << 31));
     }
+    pos += static_cast<unsigned>(length);
     // A quadruple that ends past the granule's bits was never meant: drop it.
-    if (b.Position() > end) break;
-    v[i] = q[0];
-    v[i + 1] = q[1];
-    v[i + 2] = q[2];
-    v[i + 3] = q[3];
-    i += 4;
+    if (pos > end) break;
+    for (int k = 0; k < 4; ++k, ++i) {
+      // Bands here may be four lines wide or six: one can end inside a quadruple.
+      while (i >= bandEnd) {
+        bandEnd = ends[++band];
+        gain = gains[band];
+      }
+      xr[i] = q[k] * gain;
+    }
   }
   c.iNonZero = i;
-  for (; i < 576; ++i) v[i] = 0;
-}
-
-void LMP3Layer3Decoder::RequantizeSpectrum(LMP3Header const& h, int gr, int ch) {
-  Channel& c = aChannel[ch];
-  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
-  LMP3LookupTables const& t = LMP3LookupTables::Get();
-  LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
-  float* xr = c.aSpectrum;
-  int const* v = c.aValues;
-  int const nz = c.iNonZero;
-  int const shift = g.bScalefacScale ? 4 : 2;  // quarter powers of two per scale factor step
-  int const base = g.iGlobalGain - 210;
-
-  auto band = [&](int from, int to, int exponent, int stride) {
-    if (exponent < -512) exponent = -512;
-    if (exponent > 63) exponent = 63;
-    float const gain = t.aGain[exponent + 512];
-    (void)stride;
-    for (int i = from; i < to; ++i) {
-      int const q = v[i];
-      float const m = t.aPow43[q < 0 ? -q : q] * gain;
-      xr[i] = q < 0 ? -m : m;
-    }
-  };
-  std::memset(xr, 0, sizeof c.aSpectrum);
-  if (!IsShort(g)) {
-    for (int sfb = 0; sfb < 22 && bands.aLong[sfb] < nz; ++sfb) {
-      int const sf = c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0);
-      band(bands.aLong[sfb], std::min<int>(bands.aLong[sfb + 1], nz), base - shift * sf, 1);
-    }
-    return;
-  }
-  int first = 0;
-  if (g.bMixedBlock) {
-    int const longBands = MixedLongBands(bands);
-    for (int sfb = 0; sfb < longBands; ++sfb) {
-      int const sf = c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0);
-      band(bands.aLong[sfb], std::min<int>(bands.aLong[sfb + 1], nz), base - shift * sf, 1);
-    }
-    first = MixedFirstShortBand(bands);
-  }
-  for (int s = first; s < 13; ++s) {
-    int const start = bands.aShort[s];
-    int const width = bands.aShort[s + 1] - start;
-    for (int w = 0; w < 3; ++w) {
-      int const from = 3 * start + w * width;
-      if (from >= nz) break;
-      band(from, std::min(from + width, nz), base - 8 * g.aSubblockGain[w] - shift * c.aScaleShort[s][w], 1);
-    }
-  }
+  std::memset(xr + i, 0, static_cast<std::size_t>(576 - i) * sizeof *xr);
 }
 
 void LMP3Layer3Decoder::JointStereoProcessing(LMP3Header const& h, int gr) {
@@ -490,9 +556,11 @@ void LMP3Layer3Decoder::JointStereoProcessing(LMP3Header const& h, int gr) {
       r[i] = x * kr;
     }
   };
+  // A line of the right channel is zero exactly when its coded value is: no band's
+  // gain comes near the smallest float.
   auto anyNonZero = [&](int from, int to) {
     for (int i = from; i < to; ++i) {
-      if (R.aValues[i] != 0) return true;
+      if (r[i] != 0) return true;
     }
     return false;
   };

@@ -59,8 +59,12 @@ class LMP3Layer3Decoder {
   struct Channel;
   void DecodeGranule(LMP3Header const& header, int gr, std::int32_t* out);
   void DecodeScaleFactors(LMP3Header const& header, int gr, int ch);
-  void DecodeHuffmanData(LMP3Header const& header, int gr, int ch, std::size_t end);
-  void RequantizeSpectrum(LMP3Header const& header, int gr, int ch);
+  // Huffman decoding and requantisation in one pass, in stream order.
+  void DecodeSpectrum(LMP3Header const& header, int gr, int ch, std::size_t end);
+  // The gain of each scale factor band (or band-window of a short block) in stream
+  // order, with the line each ends at; gives their count.
+  static constexpr int kMaxBands = 40;
+  int BandGains(LMP3Header const& header, int gr, int ch, int* ends, float* gains) const;
   void JointStereoProcessing(LMP3Header const& header, int gr);
   void AliasReduction(int gr, int ch);
   void IMDCTSynthesize(int gr, int ch);
@@ -72,8 +76,7 @@ class LMP3Layer3Decoder {
     // it is not intensity coded (MPEG-2).
     int aMaxLong[22];
     int aMaxShort[13][3];
-    int aValues[576];      // decoded integers, in stream order
-    float aSpectrum[576];  // requantised, then reordered
+    float aSpectrum[576];  // requantised in stream order, then reordered
     int iNonZero = 0;      // lines from this one on are zero
     float aOverlap[18][32];  // the second half of the last IMDCT, by time slot and sub-band
     float aSubband[18][32];  // IMDCT output by time slot and sub-band

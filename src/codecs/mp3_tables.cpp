@@ -1,5 +1,6 @@
 #include "codecs/mp3_tables.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
@@ -120,9 +121,14 @@ void LMP3LookupTables::InitTables() {
       for (int i = 0; i < n; ++i) {
         symbols[i] = static_cast<std::uint8_t>(((i / codes->iSize) << 4) | (i % codes->iSize));
       }
-      int const root = BuildTree(codes->pWords, symbols, n, 8);
+      // A first look-up as wide as the longest word, up to 10 bits: the short
+      // tables decode in one step, the large ones nearly always.
+      int longestWord = 1;
+      for (int i = 0; i < n; ++i) longestWord = std::max(longestWord, static_cast<int>(codes->pWords[i] >> 24));
+      int const rootBits = std::min(longestWord, 10);
+      int const root = BuildTree(codes->pWords, symbols, n, rootBits);
       aTrees[t].pEntries = aTreeStore + root;
-      aTrees[t].iRootBits = 8;
+      aTrees[t].iRootBits = rootBits;
     }
     aTrees[t].iLinBits = codes->iLinBits;
   }
@@ -158,7 +164,7 @@ int LMP3LookupTables::BuildLevel(std::uint32_t const* words, std::uint8_t const*
   if (at + size > kTreeEntries) std::abort();  // the sizes are fixed: cannot happen once built right
   iTreeUsed += size;
   for (int i = 0; i < size; ++i) aTreeStore[at + i] = (1u << 8);  // not reached by a complete code
-  int longest[256] = {};
+  int longest[1 << 10] = {};
   for (int c = 0; c < count; ++c) {
     int const len = static_cast<int>(words[c] >> 24);
     std::uint32_t const word = words[c] & 0xFFFFFF;

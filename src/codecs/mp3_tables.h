@@ -69,7 +69,7 @@ class LMP3LookupTables {
  private:
   LMP3LookupTables();
   void InitTables();
-  static constexpr int kTreeEntries = 16384;
+  static constexpr int kTreeEntries = 32768;
   std::uint32_t aTreeStore[kTreeEntries];
   int iTreeUsed = 0;
   int BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits);
