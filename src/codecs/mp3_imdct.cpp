@@ -201,7 +201,7 @@ inline void LoadLines(float const* spectrum, int g, V* x) {
 }  // namespace
 
 void LMP3InverseMdct(float const* spectrum, int blockType, bool mixed, int usedSubbands, float (*overlap)[32],
-                     float (*out)[32]) {
+                     float (*out)[LMP3SlotStride], int firstSlot) {
   Constants const& c = K();
   // Odd sub-bands come out of the filter bank inverted in frequency: every other
   // time slot of them changes sign.
@@ -249,7 +249,14 @@ void LMP3InverseMdct(float const* spectrum, int blockType, bool mixed, int usedS
     }
     for (int i = 0; i < 18; ++i) {
       LMP3Store4(&overlap[i][4 * g], ov[i]);
-      LMP3Store4(&out[i][4 * g], (i & 1) ? o[i] * invert : o[i]);
+      if (i & 1) o[i] *= invert;
+    }
+    // Out by sub-band: each four time slots of the four sub-bands turned around.
+    V tail[4] = {o[16], o[17], LMP3Splat4(0), LMP3Splat4(0)};
+    for (int i = 0; i < 20; i += 4) {
+      V* v = i < 16 ? o + i : tail;
+      LMP3Transpose4(v[0], v[1], v[2], v[3]);
+      for (int n = 0; n < 4; ++n) LMP3Store4(&out[4 * g + n][firstSlot + i], v[n]);
     }
   }
 }

@@ -201,11 +201,13 @@ void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* mai
       DecodeSpectrum(h, gr, ch, end);
       pos = end;
     }
-    DecodeGranule(h, gr, out + static_cast<std::size_t>(gr) * 576 * static_cast<std::size_t>(iChannels));
+    DecodeGranule(h, gr);
   }
+  for (int ch = 0; ch < iChannels; ++ch) aSynth[ch].Synthesize(aChannel[ch].aSlots, 18 * granules, aPcm[ch]);
+  LMP3ToIntegers(aPcm[0], iChannels == 2 ? aPcm[1] : nullptr, 576 * granules, out);
 }
 
-void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr, std::int32_t* out) {
+void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr) {
   JointStereoProcessing(h, gr);
   LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
   for (int ch = 0; ch < iChannels; ++ch) {
@@ -238,7 +240,6 @@ void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr, std::int32_t*
     }
     AliasReduction(gr, ch);
     IMDCTSynthesize(gr, ch);
-    aSynth[ch].Synthesize(c.aSubband, out + ch, iChannels);
   }
 }
 
@@ -662,5 +663,5 @@ void LMP3Layer3Decoder::IMDCTSynthesize(int gr, int ch) {
   LMP3GranuleInfo const& g = side.aGranule[gr][ch];
   int const used = (c.iNonZero + 17) / 18;
   int const blockType = g.bWindowSwitching ? g.iBlockType : 0;
-  LMP3InverseMdct(c.aSpectrum, blockType, g.bMixedBlock, used, c.aOverlap, c.aSubband);
+  LMP3InverseMdct(c.aSpectrum, blockType, g.bMixedBlock, used, c.aOverlap, c.aSlots, 18 * gr);
 }

@@ -57,7 +57,7 @@ class LMP3Layer3Decoder {
 
  private:
   struct Channel;
-  void DecodeGranule(LMP3Header const& header, int gr, std::int32_t* out);
+  void DecodeGranule(LMP3Header const& header, int gr);
   void DecodeScaleFactors(LMP3Header const& header, int gr, int ch);
   // Huffman decoding and requantisation in one pass, in stream order.
   void DecodeSpectrum(LMP3Header const& header, int gr, int ch, std::size_t end);
@@ -79,12 +79,13 @@ class LMP3Layer3Decoder {
     float aSpectrum[576];  // requantised in stream order, then reordered
     int iNonZero = 0;      // lines from this one on are zero
     float aOverlap[18][32];  // the second half of the last IMDCT, by time slot and sub-band
-    float aSubband[18][32];  // IMDCT output by time slot and sub-band
+    alignas(16) float aSlots[32][LMP3SlotStride];  // the frame's IMDCT output by sub-band and time slot
   };
 
   LMP3SideInfo side;
   Channel aChannel[2];
   LMP3PolyphaseSynth aSynth[2];
+  alignas(16) float aPcm[2][LMP3SlotStride * 32];  // the frame's samples, channel by channel
   std::uint8_t aMain[kReservoirBytes + 2048 + LMP3BitReader::kPadBytes];
   int iMainBytes = 0;   // bytes held in aMain
   int iMainStart = 0;   // where the current frame's main data starts, or -1 if not held

@@ -2,28 +2,43 @@
 
 #include <cstring>
 
+#include "codecs/mp3_simd.h"
 #include "codecs/mp3_tables.h"
 
+// Each time slot's 32 sub-band samples S[k] give the 64 values
+// V[i] = sum over k of S[k] cos((16 + i)(2k + 1) pi / 64), and output j of the slot
+// sums 16 windowed values: V[j] of the even-aged slots and V[32 + j] of the odd-aged
+// ones, for ages 0 to 15. V is a 32-point DCT-II y folded by the symmetries of the
+// cosine (V[i] = y[16 + i] below 16, V[16] = 0, -y[48 - i] up to 47, -y[i - 48]
+// above), so only y is kept, and each output reads one row of y for the even ages
+// and one for the odd ones, the folding's sign going into the window.
+//
+// Four consecutive time slots run side by side in one vector: the transform takes
+// the four slots of each sub-band at once, its outputs are stored along time, and a
+// window step reads four slots of one row of y, a slot's age apart from the next.
+
 namespace {
+
+using V = LMP3Vec4;
 
 // Unnormalised DCT-II, y[m] = sum of x[k] cos(pi (2k + 1) m / 2N), by halving: the
 // even outputs are the transform of the folded sums, the odd ones come from the
 // transform of the scaled differences, each added to its neighbour. `c` holds the
 // scale factors of this size followed by those of every smaller one.
 template <int N>
-inline void Dct(float const* x, float* y, float const* c) {
+inline __attribute__((always_inline)) void Dct(V const* x, V* y, float const* c) {
   if constexpr (N == 1) {
     y[0] = x[0];
   } else {
     constexpr int H = N / 2;
-    float sum[H];
-    float diff[H];
+    V sum[H];
+    V diff[H];
     for (int k = 0; k < H; ++k) {
       sum[k] = x[k] + x[N - 1 - k];
       diff[k] = (x[k] - x[N - 1 - k]) * c[k];
     }
-    float even[H];
-    float odd[H];
+    V even[H];
+    V odd[H];
     Dct<H>(sum, even, c + H);
     Dct<H>(diff, odd, c + H);
     for (int m = 0; m < H; ++m) y[2 * m] = even[m];
@@ -32,46 +47,103 @@ inline void Dct(float const* x, float* y, float const* c) {
   }
 }
 
-inline std::int32_t ToInteger(float x) {
-  float v = x * LMP3IntegerScale;
-  // Keeps the conversion defined for any value, NaN included (it compares false and
-  // takes the lower bound).
-  if (!(v > -2147483520.0f)) v = -2147483520.0f;
-  if (v > 2147483520.0f) v = 2147483520.0f;
-  return static_cast<std::int32_t>(v + (v >= 0 ? 0.5f : -0.5f));
+struct Window {
+  // Output j reads row aEven[j] of y for the even ages and aOdd[j] for the odd ones
+  // (row 32 is zero), weighted by aWeight[j][age], the folding's sign included.
+  int aEven[32];
+  int aOdd[32];
+  V aWeight[32][16];
+
+  Window() {
+    LMP3LookupTables const& t = LMP3LookupTables::Get();
+    for (int j = 0; j < 32; ++j) {
+      float evenSign = 1;
+      if (j < 16) {
+        aEven[j] = j + 16;
+      } else if (j == 16) {
+        aEven[j] = 32;
+      } else {
+        aEven[j] = 48 - j;
+        evenSign = -1;
+      }
+      aOdd[j] = j < 16 ? 16 - j : j - 16;
+      for (int age = 0; age < 16; ++age) {
+        float const sign = (age & 1) ? -1.0f : evenSign;
+        aWeight[j][age] = LMP3Splat4(sign * t.aSynthWindow[age][j]);
+      }
+    }
+  }
+};
+
+Window const& GetWindow() {
+  static Window const window;
+  return window;
 }
 
 }  // namespace
 
-void LMP3PolyphaseSynth::Reset() {
-  std::memset(aHistory, 0, sizeof aHistory);
-  iHead = 0;
-}
+void LMP3PolyphaseSynth::Reset() { std::memset(aY, 0, sizeof aY); }
 
-void LMP3PolyphaseSynth::MatrixMultiply(float const* s, float* v) {
-  float y[32];
-  Dct<32>(s, y, LMP3LookupTables::Get().aDct32);
-  // V[i] is y at 16 + i, folded back into 0..31 by the symmetries of the cosine:
-  // y(32) = 0, y(64 - m) = -y(m), y(64 + m) = -y(m).
-  for (int i = 0; i < 16; ++i) v[i] = y[i + 16];
-  v[16] = 0;
-  for (int i = 17; i < 48; ++i) v[i] = -y[48 - i];
-  for (int i = 48; i < 64; ++i) v[i] = -y[i - 48];
-}
-
-void LMP3PolyphaseSynth::Synthesize(float const (*subbands)[32], std::int32_t* out, int stride) {
-  LMP3LookupTables const& t = LMP3LookupTables::Get();
-  for (int slot = 0; slot < 18; ++slot) {
-    iHead = (iHead + 15) & 15;
-    MatrixMultiply(subbands[slot], aHistory[iHead]);
-    // Output j sums 16 windowed history values: the first half of the even-aged
-    // vectors and the second half of the odd-aged ones.
-    float acc[32] = {};
-    for (int r = 0; r < 16; ++r) {
-      float const* v = aHistory[(iHead + r) & 15] + ((r & 1) ? 32 : 0);
-      float const* d = t.aSynthWindow[r];
-      for (int j = 0; j < 32; ++j) acc[j] += v[j] * d[j];
+void LMP3PolyphaseSynth::Synthesize(float const (*subbands)[LMP3SlotStride], int slots, float* pcm) {
+  Window const& w = GetWindow();
+  float const* dct = LMP3LookupTables::Get().aDct32;
+  for (int t0 = 0; t0 < slots; t0 += 4) {
+    int const t = kFirst + t0;
+    V x[32];
+    for (int k = 0; k < 32; ++k) x[k] = LMP3Load4(&subbands[k][t0]);
+    V y[32];
+    Dct<32>(x, y, dct);
+    for (int m = 0; m < 32; ++m) LMP3Store4(&aY[m][t], y[m]);
+    for (int j0 = 0; j0 < 32; j0 += 4) {
+      V acc[4];
+      for (int n = 0; n < 4; ++n) {
+        int const j = j0 + n;
+        float const* even = &aY[w.aEven[j]][t];
+        float const* odd = &aY[w.aOdd[j]][t];
+        V const* weight = w.aWeight[j];
+        V a = LMP3Load4(even) * weight[0];
+        V b = LMP3Load4(odd - 1) * weight[1];
+        for (int age = 2; age < 16; age += 2) {
+          a += LMP3Load4(even - age) * weight[age];
+          b += LMP3Load4(odd - age - 1) * weight[age + 1];
+        }
+        acc[n] = a + b;
+      }
+      // acc[n] holds output j0 + n of four slots; the slots' outputs go out in turn.
+      LMP3Transpose4(acc[0], acc[1], acc[2], acc[3]);
+      for (int n = 0; n < 4; ++n) LMP3Store4(pcm + (t0 + n) * 32 + j0, acc[n]);
     }
-    for (int j = 0; j < 32; ++j) out[(slot * 32 + j) * stride] = ToInteger(acc[j]);
+  }
+  // The last 15 slots are the history of the next frame.
+  for (int m = 0; m < 32; ++m) std::memmove(&aY[m][1], &aY[m][kFirst + slots - 15], 15 * sizeof(float));
+}
+
+void LMP3ToIntegers(float const* left, float const* right, int samples, std::int32_t* out) {
+  // Keeps the conversion defined for any value, NaN included (it compares false and
+  // takes the lower bound); halves round away from zero.
+  auto convert = [](V x) {
+    V const lo = LMP3Splat4(-2147483520.0f);
+    V const hi = LMP3Splat4(2147483520.0f);
+    V v = x * LMP3IntegerScale;
+    v = LMP3Select4(v > lo, v, lo);
+    v = LMP3Select4(v > hi, hi, v);
+    v += LMP3Select4(v >= LMP3Splat4(0), LMP3Splat4(0.5f), LMP3Splat4(-0.5f));
+    return __builtin_convertvector(v, LMP3Int4);
+  };
+  int i = 0;
+  if (right == nullptr) {
+    for (; i + 4 <= samples; i += 4) {
+      LMP3Int4 const v = convert(LMP3Load4(left + i));
+      std::memcpy(out + i, &v, sizeof v);
+    }
+  } else {
+    for (; i + 4 <= samples; i += 4) {
+      LMP3Int4 const l = convert(LMP3Load4(left + i));
+      LMP3Int4 const r = convert(LMP3Load4(right + i));
+      LMP3Int4 const first = __builtin_shufflevector(l, r, 0, 4, 1, 5);
+      LMP3Int4 const second = __builtin_shufflevector(l, r, 2, 6, 3, 7);
+      std::memcpy(out + 2 * i, &first, sizeof first);
+      std::memcpy(out + 2 * i + 4, &second, sizeof second);
+    }
   }
 }
