@@ -33,29 +33,52 @@ constexpr int kLsfPartitions[6][3][4] = {
 
 constexpr float kInvSqrt2 = 0.70710678118654752f;
 
-// The 64 bits from bit `pos` of `data` on, most significant first. The buffer's
-// padding makes the 8-byte read safe for any position inside the data; at least 57
-// of the bits are real, enough for the longest pair of values with both their
-// linbits and signs (45 bits).
-inline std::uint64_t Window(std::uint8_t const* data, std::size_t pos) {
-  std::uint64_t v;
-  std::memcpy(&v, data + (pos >> 3), sizeof v);
-  if constexpr (std::endian::native == std::endian::little) v = __builtin_bswap64(v);
-  return v << (pos & 7);
-}
-
-// Looks up the code word at the top of `w`: gives its symbol and sets `length`.
-inline int LookUp(LMP3HuffmanTree const& t, std::uint64_t w, int& length) {
-  std::uint32_t e = t.pEntries[w >> (64 - t.iRootBits)];
-  int taken = 0;
-  int level = t.iRootBits;
-  while (e & LMP3HuffmanTree::kSub) {
-    taken += level;
-    level = static_cast<int>((e >> 16) & 31);
-    e = t.pEntries[(e & 0xFFFF) + ((w << taken) >> (64 - level))];
+// The main data as the spectrum reads it: a 64-bit buffer whose top `iAvail` bits
+// are the stream's next ones, topped up to at least 56 before each pair of values,
+// enough for the longest pair with both linbits and signs (45 bits). The top-up reads
+// whole bytes ahead of the position; the buffer's padding makes that safe.
+class SpectrumBits {
+ public:
+  SpectrumBits(std::uint8_t const* data, std::size_t pos) : pNext(data + (pos >> 3)) {
+    Refill();
+    int const skip = static_cast<int>(pos & 7);
+    uBuf <<= skip;
+    iAvail -= skip;
   }
-  length = taken + static_cast<int>((e >> 8) & 0xFF);
-  return static_cast<int>(e & 0xFF);
+  // The bits a top-up adds past the valid ones are the stream's own, as are those
+  // already there from the last top-up; or-ing them in again changes nothing.
+  void Refill() {
+    std::uint64_t v;
+    std::memcpy(&v, pNext, sizeof v);
+    if constexpr (std::endian::native == std::endian::little) v = __builtin_bswap64(v);
+    uBuf |= v >> iAvail;
+    pNext += (63 - iAvail) >> 3;
+    iAvail |= 56;
+  }
+  std::uint64_t Peek() const { return uBuf; }
+  void Take(int bits) {
+    uBuf <<= bits;
+    iAvail -= bits;
+    lUsed += bits;
+  }
+  long Used() const { return lUsed; }
+
+ private:
+  std::uint8_t const* pNext;
+  std::uint64_t uBuf = 0;
+  int iAvail = 0;
+  long lUsed = 0;
+};
+
+// The leaf for the word at the top of `w`, past the first look-up's entry `e`.
+inline std::uint32_t FindLeaf(LMP3HuffmanTree const& t, std::uint32_t e, std::uint64_t w) {
+  int taken = t.iRootBits;
+  while (e & LMP3HuffmanTree::kSub) {
+    int const bits = static_cast<int>((e >> 16) & 31);
+    e = t.pEntries[(e & 0xFFFF) + ((w << taken) >> (64 - bits))];
+    taken += bits;
+  }
+  return e;
 }
 
 // |value|^(4/3) times the band's gain, with the sign bit from the stream.
@@ -399,6 +422,80 @@ int LMP3Layer3Decoder::BandGains(LMP3Header const& h, int gr, int ch, int* ends,
   return n;
 }
 
+namespace {
+
+// Where the spectrum's decoding has got to: the line, the band it is in and that
+// band's gain.
+struct SpectrumCursor {
+  int i = 0;
+  int iBand = 0;
+  int iBandEnd = 0;
+  float fGain = 0;
+  int const* pEnds = nullptr;
+  float const* pGains = nullptr;
+
+  void NextBand() {
+    ++iBand;
+    iBandEnd = pEnds[iBand];
+    fGain = pGains[iBand];
+  }
+};
+
+// Pairs of values up to line `limit` from one table, requantised as they come. False
+// when the granule's bits run out first. With kEscapes, a 15 takes linbits.
+template <bool kEscapes>
+bool DecodePairs(SpectrumBits& bits, long budget, LMP3HuffmanTree const& tree, int limit, SpectrumCursor& at,
+                 float const* pow43, float* xr) {
+  std::uint32_t const* entries = tree.pEntries;
+  int const rootShift = 64 - tree.iRootBits;
+  int const linbits = tree.iLinBits;
+  int i = at.i;
+  for (; i < limit; i += 2) {
+    if (bits.Used() >= budget) {
+      at.i = i;
+      return false;
+    }
+    // Band edges are even: a pair never straddles one.
+    if (i >= at.iBandEnd) at.NextBand();
+    bits.Refill();
+    std::uint64_t const w = bits.Peek();
+    std::uint32_t e = entries[w >> rootShift];
+    if (e & LMP3HuffmanTree::kSub) [[unlikely]] e = FindLeaf(tree, e, w);
+    int const length = static_cast<int>((e >> LMP3HuffmanTree::kLengthShift) & 31);
+    int taken = static_cast<int>((e >> LMP3HuffmanTree::kFixedShift) & 31);
+    if constexpr (kEscapes) {
+      taken += (linbits & -static_cast<int>((e >> 18) & 1)) + (linbits & -static_cast<int>((e >> 19) & 1));
+    }
+    bits.Take(taken);
+    // The values' linbits and signs follow the word, each sign after its value.
+    int x = static_cast<int>((e >> 4) & 15);
+    int y = static_cast<int>(e & 15);
+    std::uint64_t rest = w << length;
+    if constexpr (kEscapes) {
+      if (e & LMP3HuffmanTree::kEscapeX) {
+        x += static_cast<int>(rest >> (64 - linbits));
+        rest <<= linbits;
+      }
+    }
+    unsigned const xSigned = x != 0;
+    std::uint32_t const xNegative = static_cast<std::uint32_t>(rest >> 63) & xSigned;
+    rest <<= xSigned;
+    if constexpr (kEscapes) {
+      if (e & LMP3HuffmanTree::kEscapeY) {
+        y += static_cast<int>(rest >> (64 - linbits));
+        rest <<= linbits;
+      }
+    }
+    std::uint32_t const yNegative = static_cast<std::uint32_t>(rest >> 63) & (y != 0);
+    xr[i] = Requantized(pow43, x, xNegative, at.fGain);
+    xr[i + 1] = Requantized(pow43, y, yNegative, at.fGain);
+  }
+  at.i = i;
+  return true;
+}
+
+}  // namespace
+
 void LMP3Layer3Decoder::DecodeSpectrum(LMP3Header const& h, int gr, int ch, std::size_t end) {
   Channel& c = aChannel[ch];
   LMP3GranuleInfo const& g = side.aGranule[gr][ch];
@@ -412,69 +509,33 @@ void LMP3Layer3Decoder::DecodeSpectrum(LMP3Header const& h, int gr, int ch, std:
   int const bandCount = BandGains(h, gr, ch, ends, gains);
   ends[bandCount] = 576 + 4;  // never reached
   gains[bandCount] = 0;
-  int band = 0;
-  int bandEnd = ends[0];
-  float gain = gains[0];
+  SpectrumCursor at;
+  at.pEnds = ends;
+  at.pGains = gains;
+  at.iBandEnd = ends[0];
+  at.fGain = gains[0];
 
-  std::uint8_t const* data = aMain;
-  std::size_t pos = bits.Position();
+  std::size_t const start = bits.Position();
+  long const budget = end > start ? static_cast<long>(end - start) : 0;
+  SpectrumBits b(aMain, start);
   int const bigEnd = 2 * g.iBigValues;
   int const limits[3] = {std::min(g.iRegion1Start, bigEnd), std::min(g.iRegion2Start, bigEnd), bigEnd};
-  int i = 0;
   bool broken = false;
   for (int r = 0; r < 3 && !broken; ++r) {
     int const limit = limits[r];
-    if (i >= limit) continue;
+    if (at.i >= limit) continue;
     int const table = g.aTableSelect[r];
     if (table == 0) {
-      for (; i < limit; ++i) xr[i] = 0;
-      while (bandEnd <= i) {
-        bandEnd = ends[++band];
-        gain = gains[band];
-      }
+      for (; at.i < limit; ++at.i) xr[at.i] = 0;
+      while (at.iBandEnd <= at.i) at.NextBand();
       continue;
     }
     LMP3HuffmanTree const& tree = t.aTrees[table];
-    int const linbits = tree.iLinBits;
-    for (; i < limit; i += 2) {
-      if (pos >= end) {
-        broken = true;
-        break;
-      }
-      // Band edges are even: a pair never straddles one.
-      if (i >= bandEnd) {
-        bandEnd = ends[++band];
-        gain = gains[band];
-      }
-      std::uint64_t w = Window(data, pos);
-      int length = 0;
-      int const sym = LookUp(tree, w, length);
-      w <<= length;
-      int x = sym >> 4;
-      int y = sym & 15;
-      if (x == 15 && linbits) {
-        x += static_cast<int>(w >> (64 - linbits));
-        w <<= linbits;
-        length += linbits;
-      }
-      // A sign bit follows each value that is not zero.
-      unsigned const xSigned = x != 0;
-      std::uint32_t const xNegative = static_cast<std::uint32_t>(w >> 63) & xSigned;
-      w <<= xSigned;
-      length += static_cast<int>(xSigned);
-      if (y == 15 && linbits) {
-        y += static_cast<int>(w >> (64 - linbits));
-        w <<= linbits;
-        length += linbits;
-      }
-      unsigned const ySigned = y != 0;
-      std::uint32_t const yNegative = static_cast<std::uint32_t>(w >> 63) & ySigned;
-      length += static_cast<int>(ySigned);
-      pos += static_cast<unsigned>(length);
-      xr[i] = Requantized(pow43, x, xNegative, gain);
-      xr[i + 1] = Requantized(pow43, y, yNegative, gain);
-    }
+    bool const ok = tree.iLinBits > 0 ? DecodePairs<true>(b, budget, tree, limit, at, pow43, xr)
+                                      : DecodePairs<false>(b, budget, tree, limit, at, pow43, xr);
+    broken = !ok;
   }
+  int i = at.i;
   if (broken) {
     // The granule's bits ran out inside the big values: what is left is unknown.
     std::memset(xr + i, 0, static_cast<std::size_t>(576 - i) * sizeof *xr);
@@ -483,29 +544,22 @@ void LMP3Layer3Decoder::DecodeSpectrum(LMP3Header const& h, int gr, int ch, std:
   }
   // Quadruples of values -1..1 until the granule's bits are used up.
   LMP3HuffmanTree const& quad = t.aTrees[32 + g.iCount1Table];
-  while (i + 4 <= 576 && pos < end) {
-    std::uint64_t w = Window(data, pos);
-    int length = 0;
-    int const sym = LookUp(quad, w, length);
-    w <<= length;
-    float q[4];
-    for (int k = 0; k < 4; ++k) {
-      unsigned const nonZero = (sym >> (3 - k)) & 1;
-      std::uint32_t const negative = static_cast<std::uint32_t>(w >> 63) & nonZero;
-      w <<= nonZero;
-      length += static_cast<int>(nonZero);
-      q[k] = std::bit_cast<float>(std::bit_cast<std::uint32_t>(static_cast<float>(nonZero)) | (negative << 31));
-    }
-    pos += static_cast<unsigned>(length);
+  int const quadShift = 64 - quad.iRootBits;  // the first look-up holds every word
+  while (i + 4 <= 576 && b.Used() < budget) {
+    b.Refill();
+    std::uint64_t const w = b.Peek();
+    std::uint32_t const e = quad.pEntries[w >> quadShift];
+    b.Take(static_cast<int>((e >> LMP3HuffmanTree::kFixedShift) & 31));
     // A quadruple that ends past the granule's bits was never meant: drop it.
-    if (pos > end) break;
+    if (b.Used() > budget) break;
+    std::uint64_t rest = w << ((e >> LMP3HuffmanTree::kLengthShift) & 31);
     for (int k = 0; k < 4; ++k, ++i) {
+      unsigned const nonZero = (e >> (3 - k)) & 1;
+      std::uint32_t const negative = static_cast<std::uint32_t>(rest >> 63) & nonZero;
+      rest <<= nonZero;
       // Bands here may be four lines wide or six: one can end inside a quadruple.
-      while (i >= bandEnd) {
-        bandEnd = ends[++band];
-        gain = gains[band];
-      }
-      xr[i] = q[k] * gain;
+      while (i >= at.iBandEnd) at.NextBand();
+      xr[i] = std::bit_cast<float>(std::bit_cast<std::uint32_t>(static_cast<float>(nonZero) * at.fGain) | (negative << 31));
     }
   }
   c.iNonZero = i;

@@ -1,6 +1,7 @@
 #include "codecs/mp3_tables.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 
@@ -126,24 +127,25 @@ void LMP3LookupTables::InitTables() {
       int longestWord = 1;
       for (int i = 0; i < n; ++i) longestWord = std::max(longestWord, static_cast<int>(codes->pWords[i] >> 24));
       int const rootBits = std::min(longestWord, 10);
-      int const root = BuildTree(codes->pWords, symbols, n, rootBits);
+      int const root = BuildTree(codes->pWords, symbols, n, rootBits, codes->iLinBits > 0 ? kEscapingPairs : kPairs);
       aTrees[t].pEntries = aTreeStore + root;
       aTrees[t].iRootBits = rootBits;
     }
     aTrees[t].iLinBits = codes->iLinBits;
   }
   for (int i = 0; i < 16; ++i) symbols[i] = static_cast<std::uint8_t>(i);
-  aTrees[32].pEntries = aTreeStore + BuildTree(kQuadA, symbols, 16, 6);
+  aTrees[32].pEntries = aTreeStore + BuildTree(kQuadA, symbols, 16, 6, kQuads);
   aTrees[32].iRootBits = 6;
   std::uint32_t quadB[16];
   for (int i = 0; i < 16; ++i) quadB[i] = (4u << 24) | static_cast<std::uint32_t>(15 - i);
-  aTrees[33].pEntries = aTreeStore + BuildTree(quadB, symbols, 16, 4);
+  aTrees[33].pEntries = aTreeStore + BuildTree(quadB, symbols, 16, 4, kQuads);
   aTrees[33].iRootBits = 4;
 }
 
-int LMP3LookupTables::BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits) {
+int LMP3LookupTables::BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits,
+                                TreeKind kind) {
   int const start = iTreeUsed;
-  BuildLevel(words, symbols, count, 0, 0, rootBits);
+  BuildLevel(words, symbols, count, 0, 0, rootBits, kind);
   // Offsets of further levels are stored relative to the root.
   for (int i = start; i < iTreeUsed; ++i) {
     if (aTreeStore[i] & LMP3HuffmanTree::kSub) {
@@ -154,16 +156,31 @@ int LMP3LookupTables::BuildTree(std::uint32_t const* words, std::uint8_t const* 
   return start;
 }
 
+// A leaf of a tree (see LMP3HuffmanTree).
+std::uint32_t LMP3LookupTables::Leaf(int length, std::uint8_t symbol, TreeKind kind) {
+  int signs = 0;
+  std::uint32_t escapes = 0;
+  if (kind == kQuads) {
+    signs = std::popcount(static_cast<unsigned>(symbol & 15));
+  } else {
+    int const x = symbol >> 4;
+    int const y = symbol & 15;
+    signs = (x != 0) + (y != 0);
+    if (kind == kEscapingPairs) escapes = (x == 15 ? LMP3HuffmanTree::kEscapeX : 0) | (y == 15 ? LMP3HuffmanTree::kEscapeY : 0);
+  }
+  return symbol | static_cast<std::uint32_t>(length << 8) | static_cast<std::uint32_t>((length + signs) << 13) | escapes;
+}
+
 // One level of a tree: the words that begin with `prefix` (prefixBits long), looked up
-// by their next `levelBits` bits. A leaf holds the bits it still takes (<< 8) and the
-// symbol; longer words get a level of their own.
+// by their next `levelBits` bits. Longer words get a level of their own.
 int LMP3LookupTables::BuildLevel(std::uint32_t const* words, std::uint8_t const* symbols, int count,
-                                 std::uint32_t prefix, int prefixBits, int levelBits) {
+                                 std::uint32_t prefix, int prefixBits, int levelBits, TreeKind kind) {
   int const size = 1 << levelBits;
   int const at = iTreeUsed;
   if (at + size > kTreeEntries) std::abort();  // the sizes are fixed: cannot happen once built right
   iTreeUsed += size;
-  for (int i = 0; i < size; ++i) aTreeStore[at + i] = (1u << 8);  // not reached by a complete code
+  // Not reached by a complete code: one bit of nothing.
+  for (int i = 0; i < size; ++i) aTreeStore[at + i] = Leaf(1, 0, kind);
   int longest[1 << 10] = {};
   for (int c = 0; c < count; ++c) {
     int const len = static_cast<int>(words[c] >> 24);
@@ -174,7 +191,7 @@ int LMP3LookupTables::BuildLevel(std::uint32_t const* words, std::uint8_t const*
     if (rest <= levelBits) {
       int const first = static_cast<int>(tail << (levelBits - rest));
       for (int i = 0; i < (1 << (levelBits - rest)); ++i) {
-        aTreeStore[at + first + i] = static_cast<std::uint32_t>(rest << 8) | symbols[c];
+        aTreeStore[at + first + i] = Leaf(len, symbols[c], kind);
       }
     } else {
       int const index = static_cast<int>(tail >> (rest - levelBits));
@@ -185,7 +202,7 @@ int LMP3LookupTables::BuildLevel(std::uint32_t const* words, std::uint8_t const*
     if (longest[index] == 0) continue;
     int const bits = longest[index] < 8 ? longest[index] : 8;
     int const sub = BuildLevel(words, symbols, count, (prefix << levelBits) | static_cast<std::uint32_t>(index),
-                               prefixBits + levelBits, bits);
+                               prefixBits + levelBits, bits, kind);
     aTreeStore[at + index] = LMP3HuffmanTree::kSub | (static_cast<std::uint32_t>(bits) << 16) |
                              static_cast<std::uint32_t>(sub);
   }

@@ -27,9 +27,18 @@ struct LMP3BandEdges {
 LMP3BandEdges const& LMP3Bands(int rateTableIndex);
 
 // A decoding table for one set of code words: entries indexed by the next few bits of
-// the stream. An entry with kSub set points at a further table for the bits after.
+// the stream. An entry with kSub set points at a further table for the bits after:
+// its offset from the first table in the low 16 bits, the further table's index bits
+// above. Other entries are leaves: the symbol in the low 8 bits (x << 4 | y of a pair,
+// the four bits of a quadruple), the word's whole length at kLengthShift, that length
+// with the sign bits after the word at kFixedShift, and kEscapeX / kEscapeY where a
+// value of 15 in a table with linbits takes linbits after it.
 struct LMP3HuffmanTree {
   static constexpr std::uint32_t kSub = 0x80000000u;
+  static constexpr int kLengthShift = 8;
+  static constexpr int kFixedShift = 13;
+  static constexpr std::uint32_t kEscapeX = 1u << 18;
+  static constexpr std::uint32_t kEscapeY = 1u << 19;
   std::uint32_t const* pEntries = nullptr;
   int iRootBits = 0;
   int iLinBits = 0;
@@ -72,9 +81,11 @@ class LMP3LookupTables {
   static constexpr int kTreeEntries = 32768;
   std::uint32_t aTreeStore[kTreeEntries];
   int iTreeUsed = 0;
-  int BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits);
+  enum TreeKind { kPairs, kEscapingPairs, kQuads };
+  static std::uint32_t Leaf(int length, std::uint8_t symbol, TreeKind kind);
+  int BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits, TreeKind kind);
   int BuildLevel(std::uint32_t const* words, std::uint8_t const* symbols, int count, std::uint32_t prefix,
-                 int prefixBits, int levelBits);
+                 int prefixBits, int levelBits, TreeKind kind);
 };
 
 // The synthesis window as integers in units of 2^-16: entry i of the 512-point
