@@ -194,6 +194,16 @@ bool LMP3Layer3Decoder::DecodeSideInformation(LMP3Header const& h, std::uint8_t 
 
 void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* main, int mainBytes,
                                     std::int32_t* out) {
+  int const samples = DecodeToPcm(h, main, mainBytes);
+  LMP3ToIntegers(aPcm[0], iChannels == 2 ? aPcm[1] : nullptr, samples, out);
+}
+
+void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* main, int mainBytes, float* out) {
+  int const samples = DecodeToPcm(h, main, mainBytes);
+  LMP3ToIntegerSteps(aPcm[0], iChannels == 2 ? aPcm[1] : nullptr, samples, out);
+}
+
+int LMP3Layer3Decoder::DecodeToPcm(LMP3Header const& h, std::uint8_t const* main, int mainBytes) {
   iChannels = h.GetChannels();
   // The reservoir needs at most the last 511 bytes of earlier frames.
   int const keep = std::min(iMainBytes, 511);
@@ -227,7 +237,7 @@ void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* mai
     DecodeGranule(h, gr);
   }
   for (int ch = 0; ch < iChannels; ++ch) aSynth[ch].Synthesize(aChannel[ch].aSlots, 18 * granules, aPcm[ch]);
-  LMP3ToIntegers(aPcm[0], iChannels == 2 ? aPcm[1] : nullptr, 576 * granules, out);
+  return 576 * granules;
 }
 
 void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr) {

@@ -46,9 +46,11 @@ class LMP3Layer3Decoder {
 
   // Decodes the frame whose side information was read last; `main` holds the
   // frame's bytes after the side information. Writes frame samples * channels
-  // interleaved integers. A frame whose main data begins in bytes the reservoir does
-  // not hold (the first frames after a jump) gives silence.
+  // interleaved integers, or as floats those integers times 2^-27. A frame whose main
+  // data begins in bytes the reservoir does not hold (the first frames after a jump)
+  // gives silence.
   void DecodeFrame(LMP3Header const& header, std::uint8_t const* main, int mainBytes, std::int32_t* out);
+  void DecodeFrame(LMP3Header const& header, std::uint8_t const* main, int mainBytes, float* out);
 
   LMP3SideInfo const& GetSideInfo() const { return side; }
 
@@ -57,6 +59,8 @@ class LMP3Layer3Decoder {
 
  private:
   struct Channel;
+  // Decodes the frame into aPcm; gives the samples per channel.
+  int DecodeToPcm(LMP3Header const& header, std::uint8_t const* main, int mainBytes);
   void DecodeGranule(LMP3Header const& header, int gr);
   void DecodeScaleFactors(LMP3Header const& header, int gr, int ch);
   // Huffman decoding and requantisation in one pass, in stream order.

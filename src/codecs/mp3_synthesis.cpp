@@ -118,32 +118,50 @@ void LMP3PolyphaseSynth::Synthesize(float const (*subbands)[LMP3SlotStride], int
   for (int m = 0; m < 32; ++m) std::memmove(&aY[m][1], &aY[m][kFirst + slots - 15], 15 * sizeof(float));
 }
 
-void LMP3ToIntegers(float const* left, float const* right, int samples, std::int32_t* out) {
-  // Keeps the conversion defined for any value, NaN included (it compares false and
-  // takes the lower bound); halves round away from zero.
-  auto convert = [](V x) {
-    V const lo = LMP3Splat4(-2147483520.0f);
-    V const hi = LMP3Splat4(2147483520.0f);
-    V v = x * LMP3IntegerScale;
-    v = LMP3Select4(v > lo, v, lo);
-    v = LMP3Select4(v > hi, hi, v);
-    v += LMP3Select4(v >= LMP3Splat4(0), LMP3Splat4(0.5f), LMP3Splat4(-0.5f));
-    return __builtin_convertvector(v, LMP3Int4);
-  };
+namespace {
+
+// Rounds to the integer scale, halves away from zero, and holds the result in the
+// 32-bit range; NaN compares false and takes the lower bound.
+inline LMP3Int4 ToIntegers(V x) {
+  V const lo = LMP3Splat4(-2147483520.0f);
+  V const hi = LMP3Splat4(2147483520.0f);
+  V v = x * LMP3IntegerScale;
+  v = LMP3Select4(v > lo, v, lo);
+  v = LMP3Select4(v > hi, hi, v);
+  v += LMP3Select4(v >= LMP3Splat4(0), LMP3Splat4(0.5f), LMP3Splat4(-0.5f));
+  return __builtin_convertvector(v, LMP3Int4);
+}
+
+// The integers back as floats: exact, as every integer the rounding gives is a float
+// (it comes from one) and 2^-27 is a power of two.
+inline V Steps(LMP3Int4 i) { return __builtin_convertvector(i, V) * (1.0f / LMP3IntegerScale); }
+
+template <class Out, class Convert>
+void Interleave(float const* left, float const* right, int samples, Out* out, Convert convert) {
   int i = 0;
   if (right == nullptr) {
     for (; i + 4 <= samples; i += 4) {
-      LMP3Int4 const v = convert(LMP3Load4(left + i));
+      auto const v = convert(LMP3Load4(left + i));
       std::memcpy(out + i, &v, sizeof v);
     }
   } else {
     for (; i + 4 <= samples; i += 4) {
-      LMP3Int4 const l = convert(LMP3Load4(left + i));
-      LMP3Int4 const r = convert(LMP3Load4(right + i));
-      LMP3Int4 const first = __builtin_shufflevector(l, r, 0, 4, 1, 5);
-      LMP3Int4 const second = __builtin_shufflevector(l, r, 2, 6, 3, 7);
+      auto const l = convert(LMP3Load4(left + i));
+      auto const r = convert(LMP3Load4(right + i));
+      auto const first = __builtin_shufflevector(l, r, 0, 4, 1, 5);
+      auto const second = __builtin_shufflevector(l, r, 2, 6, 3, 7);
       std::memcpy(out + 2 * i, &first, sizeof first);
       std::memcpy(out + 2 * i + 4, &second, sizeof second);
     }
   }
+}
+
+}  // namespace
+
+void LMP3ToIntegers(float const* left, float const* right, int samples, std::int32_t* out) {
+  Interleave(left, right, samples, out, ToIntegers);
+}
+
+void LMP3ToIntegerSteps(float const* left, float const* right, int samples, float* out) {
+  Interleave(left, right, samples, out, [](V x) { return Steps(ToIntegers(x)); });
 }

@@ -31,6 +31,8 @@ class LMP3PolyphaseSynth {
 // as interleaved integers at full scale 2^27 (LMP3IntegerScale), rounded and held in
 // range. `samples` per channel is a multiple of 4.
 void LMP3ToIntegers(float const* left, float const* right, int samples, std::int32_t* out);
+// The same integers as floats at full scale 1: each exactly the integer times 2^-27.
+void LMP3ToIntegerSteps(float const* left, float const* right, int samples, float* out);
 
 // Full scale of the integer samples the decoder gives: 2^27, so that the 32-bit
 // range leaves four bits above full scale for the overshoot of loud passages.
