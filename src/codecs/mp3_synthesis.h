@@ -6,7 +6,7 @@
 inline constexpr int LMP3SlotStride = 40;
 
 // The polyphase filter bank that turns 32 sub-band samples into 32 output samples,
-// one channel at a time, four time slots at once. Its history (the cosine transforms
+// one channel at a time, four or eight time slots at once. Its history (the cosine transforms
 // of the last 15 time slots) is the state a seek clears.
 class LMP3PolyphaseSynth {
  public:
@@ -18,12 +18,18 @@ class LMP3PolyphaseSynth {
   // `pcm` in time order at full scale 1 (and may write up to 3 * 32 after them).
   void Synthesize(float const (*subbands)[LMP3SlotStride], int slots, float* pcm);
 
- private:
+  // Where the processor has AVX2 and FMA, eight slots go at once; false keeps every
+  // filter bank to the four-slot code that runs anywhere, so that tests can hold
+  // both to the same results.
+  static void AllowWideVectors(bool allow);
+
   // Y[m][t]: output m of the 32-point cosine transform (DCT-II) of time slot t. The
   // frame's slots start at t = kFirst, the last 15 of the frame before lie just below
   // it; row 32 stays zero.
   static constexpr int kFirst = 16;
   static constexpr int kRow = kFirst + 36 + 4;
+
+ private:
   alignas(16) float aY[33][kRow];
 };
 
