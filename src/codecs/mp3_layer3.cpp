@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "codecs/mp3_imdct.h"
+#include "codecs/mp3_simd.h"
 #include "codecs/mp3_tables.h"
 
 namespace {
@@ -711,12 +712,18 @@ void LMP3Layer3Decoder::AliasReduction(int gr, int ch) {
   float* x = c.aSpectrum;
   int const used = (c.iNonZero + 17) / 18;
   int const boundaries = IsShort(g) ? 1 : std::min(31, used);
+  // Each butterfly joins line 17 - i of a sub-band with line i of the next, i < 8:
+  // four of them at once, the lower sub-band's lines turned around to meet.
+  LMP3Vec4 const cs[2] = {LMP3Load4(t.aAliasCs), LMP3Load4(t.aAliasCs + 4)};
+  LMP3Vec4 const ca[2] = {LMP3Load4(t.aAliasCa), LMP3Load4(t.aAliasCa + 4)};
   for (int b = 1; b <= boundaries; ++b) {
-    for (int i = 0; i < 8; ++i) {
-      float const lo = x[18 * b - 1 - i];
-      float const hi = x[18 * b + i];
-      x[18 * b - 1 - i] = lo * t.aAliasCs[i] - hi * t.aAliasCa[i];
-      x[18 * b + i] = hi * t.aAliasCs[i] + lo * t.aAliasCa[i];
+    for (int h = 0; h < 2; ++h) {
+      float* const below = x + 18 * b - 4 - 4 * h;  // lines 17 - 4h - 3 .. 17 - 4h
+      float* const above = x + 18 * b + 4 * h;      // lines 4h .. 4h + 3
+      LMP3Vec4 const lo = LMP3Reverse4(LMP3Load4(below));
+      LMP3Vec4 const hi = LMP3Load4(above);
+      LMP3Store4(below, LMP3Reverse4(lo * cs[h] - hi * ca[h]));
+      LMP3Store4(above, hi * cs[h] + lo * ca[h]);
     }
   }
   if (boundaries > 0) c.iNonZero = std::max(c.iNonZero, std::min(576, 18 * (boundaries + 1)));
