@@ -243,29 +243,20 @@ int LMP3Layer3Decoder::DecodeToPcm(LMP3Header const& h, std::uint8_t const* main
 
 void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr) {
   JointStereoProcessing(h, gr);
-  LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
   for (int ch = 0; ch < iChannels; ++ch) {
     Channel& c = aChannel[ch];
     LMP3GranuleInfo const& g = side.aGranule[gr][ch];
     if (IsShort(g)) {
       // Short blocks are stored band by band, window by window; the IMDCT wants
       // each sub-band's three windows of six lines together.
+      std::uint16_t const* order = t.aShortOrder[h.GetRateTableIndex()][g.bMixedBlock ? 1 : 0];
       float reordered[576];
-      int const first = g.bMixedBlock ? MixedFirstShortBand(bands) : 0;
       int const from = g.bMixedBlock ? kMixedLongLines : 0;
-      std::memcpy(reordered, c.aSpectrum, sizeof reordered);
-      for (int i = from; i < 576; ++i) reordered[i] = 0;
-      for (int s = first; s < 13; ++s) {
-        int const start = bands.aShort[s];
-        int const width = bands.aShort[s + 1] - start;
-        for (int w = 0; w < 3; ++w) {
-          for (int j = 0; j < width; ++j) {
-            int const f = start + j;
-            int const dst = (f / 6) * 18 + w * 6 + (f % 6);
-            int const src = 3 * start + w * width + j;
-            if (dst >= from) reordered[dst] = c.aSpectrum[src];
-          }
-        }
+      std::memcpy(reordered, c.aSpectrum, static_cast<std::size_t>(from) * sizeof(float));
+      std::memset(reordered + from, 0, static_cast<std::size_t>(576 - from) * sizeof(float));
+      for (int i = from; i < c.iNonZero; ++i) {
+        if (order[i] != LMP3LookupTables::kDropLine) reordered[order[i]] = c.aSpectrum[i];
       }
       std::memcpy(c.aSpectrum, reordered, sizeof reordered);
       int nz = 576;
@@ -273,7 +264,7 @@ void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr) {
       c.iNonZero = nz;
     }
     AliasReduction(gr, ch);
-    IMDCTSynthesize(gr, ch);
+    InverseMdct(gr, ch);
   }
 }
 
@@ -729,7 +720,7 @@ void LMP3Layer3Decoder::AliasReduction(int gr, int ch) {
   if (boundaries > 0) c.iNonZero = std::max(c.iNonZero, std::min(576, 18 * (boundaries + 1)));
 }
 
-void LMP3Layer3Decoder::IMDCTSynthesize(int gr, int ch) {
+void LMP3Layer3Decoder::InverseMdct(int gr, int ch) {
   Channel& c = aChannel[ch];
   LMP3GranuleInfo const& g = side.aGranule[gr][ch];
   int const used = (c.iNonZero + 17) / 18;

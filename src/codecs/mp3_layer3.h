@@ -71,7 +71,7 @@ class LMP3Layer3Decoder {
   int BandGains(LMP3Header const& header, int gr, int ch, int* ends, float* gains) const;
   void JointStereoProcessing(LMP3Header const& header, int gr);
   void AliasReduction(int gr, int ch);
-  void IMDCTSynthesize(int gr, int ch);
+  void InverseMdct(int gr, int ch);
 
   struct Channel {
     int aScaleLong[22];

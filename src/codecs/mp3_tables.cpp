@@ -100,6 +100,26 @@ void LMP3LookupTables::InitTables() {
     for (int k = 0; k < n / 2; ++k) aDct32[at++] = static_cast<float>(0.5 / std::cos((2 * k + 1) * kPi / (2 * n)));
   }
 
+  for (int rate = 0; rate < 9; ++rate) {
+    LMP3BandEdges const& b = kBands[rate];
+    for (int mixed = 0; mixed < 2; ++mixed) {
+      std::uint16_t* order = aShortOrder[rate][mixed];
+      for (int i = 0; i < 576; ++i) order[i] = mixed && i < 36 ? static_cast<std::uint16_t>(i) : kDropLine;
+      int first = 0;  // a mixed block's short part starts with the first band wholly above line 36
+      while (mixed && 3 * b.aShort[first] < 36) ++first;
+      for (int sb = first; sb < 13; ++sb) {
+        int const start = b.aShort[sb];
+        int const width = b.aShort[sb + 1] - start;
+        for (int w = 0; w < 3; ++w) {
+          for (int j = 0; j < width; ++j) {
+            int const f = start + j;
+            order[3 * start + w * width + j] = static_cast<std::uint16_t>((f / 6) * 18 + w * 6 + f % 6);
+          }
+        }
+      }
+    }
+  }
+
   // Decoding trees. Pair tables that share words share a tree.
   std::uint8_t symbols[256];
   int builtFor[32];

@@ -71,6 +71,13 @@ class LMP3LookupTables {
   // Multipliers of the fast 32-point cosine transform.
   float aDct32[31];
 
+  // Short blocks are stored band by band and window by window; the IMDCT wants each
+  // sub-band's three windows of six lines together. Where stream line i goes, by rate
+  // table index and whether the block is mixed (the first 36 lines are then long and
+  // stay), or kDropLine for lines of a mixed block that belong to no band.
+  static constexpr std::uint16_t kDropLine = 0xFFFF;
+  std::uint16_t aShortOrder[9][2][576];
+
   // Decoding trees of the pair tables 0..31 (empty for unused numbers) and of the two
   // quadruple tables (32: table A, 33: table B).
   LMP3HuffmanTree aTrees[34];
