@@ -466,7 +466,8 @@ bool DecodePairs(SpectrumBits& bits, long budget, LMP3HuffmanTree const& tree, i
     int const length = static_cast<int>((e >> LMP3HuffmanTree::kLengthShift) & 31);
     int taken = static_cast<int>((e >> LMP3HuffmanTree::kFixedShift) & 31);
     if constexpr (kEscapes) {
-      taken += (linbits & -static_cast<int>((e >> 18) & 1)) + (linbits & -static_cast<int>((e >> 19) & 1));
+      taken += (linbits & -static_cast<int>((e & LMP3HuffmanTree::kEscapeX) != 0)) +
+               (linbits & -static_cast<int>((e & LMP3HuffmanTree::kEscapeY) != 0));
     }
     bits.Take(taken);
     // The values' linbits and signs follow the word, each sign after its value.
