@@ -463,16 +463,11 @@ bool DecodePairs(SpectrumBits& bits, long budget, LMP3HuffmanTree const& tree, i
     std::uint64_t const w = bits.Peek();
     std::uint32_t e = entries[w >> rootShift];
     if (e & LMP3HuffmanTree::kSub) [[unlikely]] e = FindLeaf(tree, e, w);
-    int const length = static_cast<int>((e >> LMP3HuffmanTree::kLengthShift) & 31);
-    int taken = static_cast<int>((e >> LMP3HuffmanTree::kFixedShift) & 31);
-    if constexpr (kEscapes) {
-      taken += (linbits & -static_cast<int>((e & LMP3HuffmanTree::kEscapeX) != 0)) +
-               (linbits & -static_cast<int>((e & LMP3HuffmanTree::kEscapeY) != 0));
-    }
-    bits.Take(taken);
+    bits.Take(static_cast<int>(e & LMP3HuffmanTree::kTakenMask));
     // The values' linbits and signs follow the word, each sign after its value.
-    int x = static_cast<int>((e >> 4) & 15);
-    int y = static_cast<int>(e & 15);
+    int const length = static_cast<int>((e >> LMP3HuffmanTree::kLengthShift) & 31);
+    int x = static_cast<int>((e >> (LMP3HuffmanTree::kSymbolShift + 4)) & 15);
+    int y = static_cast<int>((e >> LMP3HuffmanTree::kSymbolShift) & 15);
     std::uint64_t rest = w << length;
     if constexpr (kEscapes) {
       if (e & LMP3HuffmanTree::kEscapeX) {
@@ -552,12 +547,12 @@ void LMP3Layer3Decoder::DecodeSpectrum(LMP3Header const& h, int gr, int ch, std:
     b.Refill();
     std::uint64_t const w = b.Peek();
     std::uint32_t const e = quad.pEntries[w >> quadShift];
-    b.Take(static_cast<int>((e >> LMP3HuffmanTree::kFixedShift) & 31));
+    b.Take(static_cast<int>(e & LMP3HuffmanTree::kTakenMask));
     // A quadruple that ends past the granule's bits was never meant: drop it.
     if (b.Used() > budget) break;
     std::uint64_t rest = w << ((e >> LMP3HuffmanTree::kLengthShift) & 31);
     for (int k = 0; k < 4; ++k, ++i) {
-      unsigned const nonZero = (e >> (3 - k)) & 1;
+      unsigned const nonZero = (e >> (LMP3HuffmanTree::kSymbolShift + 3 - k)) & 1;
       std::uint32_t const negative = static_cast<std::uint32_t>(rest >> 63) & nonZero;
       rest <<= nonZero;
       // Bands here may be four lines wide or six: one can end inside a quadruple.

@@ -120,45 +120,44 @@ void LMP3LookupTables::InitTables() {
     }
   }
 
-  // Decoding trees. Pair tables that share words share a tree.
+  // Decoding trees. Pair tables that share words and linbits share a tree; those
+  // that differ in linbits only get a tree each, as a leaf's length counts them.
   std::uint8_t symbols[256];
-  int builtFor[32];
   for (int t = 0; t < 32; ++t) {
-    builtFor[t] = -1;
     LMP3PairCodeTable const* codes = LMP3PairCodes(t);
     if (codes == nullptr) {
       // An unused table number decodes as table 0 would: all zeros, no bits. The
       // side information check refuses frames that name one for a non-empty region.
       continue;
     }
+    int same = -1;
     for (int u = 0; u < t; ++u) {
       LMP3PairCodeTable const* other = LMP3PairCodes(u);
-      if (other != nullptr && other->pWords == codes->pWords) builtFor[t] = u;
+      if (other != nullptr && other->pWords == codes->pWords && other->iLinBits == codes->iLinBits) same = u;
     }
-    if (builtFor[t] >= 0) {
-      aTrees[t] = aTrees[builtFor[t]];
-    } else {
-      int const n = codes->iSize * codes->iSize;
-      for (int i = 0; i < n; ++i) {
-        symbols[i] = static_cast<std::uint8_t>(((i / codes->iSize) << 4) | (i % codes->iSize));
-      }
-      // A first look-up as wide as the longest word, up to 10 bits: the short
-      // tables decode in one step, the large ones nearly always.
-      int longestWord = 1;
-      for (int i = 0; i < n; ++i) longestWord = std::max(longestWord, static_cast<int>(codes->pWords[i] >> 24));
-      int const rootBits = std::min(longestWord, 10);
-      int const root = BuildTree(codes->pWords, symbols, n, rootBits, codes->iLinBits > 0 ? kEscapingPairs : kPairs);
-      aTrees[t].pEntries = aTreeStore + root;
-      aTrees[t].iRootBits = rootBits;
+    if (same >= 0) {
+      aTrees[t] = aTrees[same];
+      continue;
     }
+    int const n = codes->iSize * codes->iSize;
+    for (int i = 0; i < n; ++i) {
+      symbols[i] = static_cast<std::uint8_t>(((i / codes->iSize) << 4) | (i % codes->iSize));
+    }
+    // A first look-up as wide as the longest word, up to 10 bits: the short tables
+    // decode in one step, the large ones nearly always.
+    int longestWord = 1;
+    for (int i = 0; i < n; ++i) longestWord = std::max(longestWord, static_cast<int>(codes->pWords[i] >> 24));
+    int const rootBits = std::min(longestWord, 10);
+    aTrees[t].pEntries = aTreeStore + BuildTree(codes->pWords, symbols, n, rootBits, {false, codes->iLinBits});
+    aTrees[t].iRootBits = rootBits;
     aTrees[t].iLinBits = codes->iLinBits;
   }
   for (int i = 0; i < 16; ++i) symbols[i] = static_cast<std::uint8_t>(i);
-  aTrees[32].pEntries = aTreeStore + BuildTree(kQuadA, symbols, 16, 6, kQuads);
+  aTrees[32].pEntries = aTreeStore + BuildTree(kQuadA, symbols, 16, 6, {true, 0});
   aTrees[32].iRootBits = 6;
   std::uint32_t quadB[16];
   for (int i = 0; i < 16; ++i) quadB[i] = (4u << 24) | static_cast<std::uint32_t>(15 - i);
-  aTrees[33].pEntries = aTreeStore + BuildTree(quadB, symbols, 16, 4, kQuads);
+  aTrees[33].pEntries = aTreeStore + BuildTree(quadB, symbols, 16, 4, {true, 0});
   aTrees[33].iRootBits = 4;
 }
 
@@ -178,17 +177,27 @@ int LMP3LookupTables::BuildTree(std::uint32_t const* words, std::uint8_t const* 
 
 // A leaf of a tree (see LMP3HuffmanTree).
 std::uint32_t LMP3LookupTables::Leaf(int length, std::uint8_t symbol, TreeKind kind) {
-  int signs = 0;
+  int taken = length;
   std::uint32_t escapes = 0;
-  if (kind == kQuads) {
-    signs = std::popcount(static_cast<unsigned>(symbol & 15));
+  if (kind.bQuads) {
+    taken += std::popcount(static_cast<unsigned>(symbol & 15));
   } else {
     int const x = symbol >> 4;
     int const y = symbol & 15;
-    signs = (x != 0) + (y != 0);
-    if (kind == kEscapingPairs) escapes = (x == 15 ? LMP3HuffmanTree::kEscapeX : 0) | (y == 15 ? LMP3HuffmanTree::kEscapeY : 0);
+    taken += (x != 0) + (y != 0);
+    if (kind.iLinBits > 0) {
+      if (x == 15) {
+        escapes |= LMP3HuffmanTree::kEscapeX;
+        taken += kind.iLinBits;
+      }
+      if (y == 15) {
+        escapes |= LMP3HuffmanTree::kEscapeY;
+        taken += kind.iLinBits;
+      }
+    }
   }
-  return symbol | static_cast<std::uint32_t>(length << 8) | static_cast<std::uint32_t>((length + signs) << 13) | escapes;
+  return static_cast<std::uint32_t>(taken) | static_cast<std::uint32_t>(length << LMP3HuffmanTree::kLengthShift) |
+         static_cast<std::uint32_t>(symbol << LMP3HuffmanTree::kSymbolShift) | escapes;
 }
 
 // One level of a tree: the words that begin with `prefix` (prefixBits long), looked up

@@ -29,16 +29,19 @@ LMP3BandEdges const& LMP3Bands(int rateTableIndex);
 // A decoding table for one set of code words: entries indexed by the next few bits of
 // the stream. An entry with kSub set points at a further table for the bits after:
 // its offset from the first table in the low 16 bits, the further table's index bits
-// above. Other entries are leaves: the symbol in the low 8 bits (x << 4 | y of a pair,
-// the four bits of a quadruple), the word's whole length at kLengthShift, that length
-// with the sign bits after the word at kFixedShift, and kEscapeX / kEscapeY where a
-// value of 15 in a table with linbits takes linbits after it.
+// above. Other entries are leaves: in the low bits (kTakenMask) all the bits the
+// symbol takes, its word with the sign bits after it and, in a table with linbits,
+// the linbits of each 15; the word's own length at kLengthShift; the symbol at
+// kSymbolShift (x << 4 | y of a pair, the four bits of a quadruple); and kEscapeX /
+// kEscapeY where a value of 15 takes linbits. A pair's length is then one mask away,
+// which is what the decoding waits on from one pair to the next.
 struct LMP3HuffmanTree {
   static constexpr std::uint32_t kSub = 0x80000000u;
-  static constexpr int kLengthShift = 8;
-  static constexpr int kFixedShift = 13;
-  static constexpr std::uint32_t kEscapeX = 1u << 18;
-  static constexpr std::uint32_t kEscapeY = 1u << 19;
+  static constexpr std::uint32_t kTakenMask = 63;
+  static constexpr int kLengthShift = 6;
+  static constexpr int kSymbolShift = 11;
+  static constexpr std::uint32_t kEscapeX = 1u << 19;
+  static constexpr std::uint32_t kEscapeY = 1u << 20;
   std::uint32_t const* pEntries = nullptr;
   int iRootBits = 0;
   int iLinBits = 0;
@@ -85,10 +88,14 @@ class LMP3LookupTables {
  private:
   LMP3LookupTables();
   void InitTables();
-  static constexpr int kTreeEntries = 32768;
+  static constexpr int kTreeEntries = 32768;  // some 30000 used
   std::uint32_t aTreeStore[kTreeEntries];
   int iTreeUsed = 0;
-  enum TreeKind { kPairs, kEscapingPairs, kQuads };
+  // A tree of pairs with the given linbits, or of quadruples.
+  struct TreeKind {
+    bool bQuads;
+    int iLinBits;
+  };
   static std::uint32_t Leaf(int length, std::uint8_t symbol, TreeKind kind);
   int BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits, TreeKind kind);
   int BuildLevel(std::uint32_t const* words, std::uint8_t const* symbols, int count, std::uint32_t prefix,
