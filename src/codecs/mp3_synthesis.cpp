@@ -191,7 +191,10 @@ __attribute__((target("avx2,fma"))) void SynthesizeAvx2(float (*y)[LMP3Polyphase
 }
 
 bool HaveAvx2() {
-  static bool const have = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+  static bool const have = [] {
+    __builtin_cpu_init();  // in case this runs before the program's constructors have
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+  }();
   return have;
 }
 #endif
