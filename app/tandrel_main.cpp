@@ -112,6 +112,7 @@ int main(int argc, char** argv) {
   // The transport's news reach the window through the controller, which acts on
   // them first (the cursor after a stop, a device that went away).
   controller.SetPlayerNotify(&window);
+  window.SetTrackLevelSource([&controller] { return controller.TakeTracksDB(); });
   engine.SetPlayDevice(controller.GetSettings().szPlayDevice);
   loop.SetTimerHandler([&controller](int id) { controller.OnTimer(id); });
   window.SetController(&controller);

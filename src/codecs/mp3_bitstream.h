@@ -5,10 +5,11 @@
 // Reads bits most significant first from a byte buffer. The buffer must have at
 // least kPadBytes readable bytes past the last one that counts, so a look-ahead
 // never needs a bounds test; what lies there is never taken as data by the callers,
-// who hold their own limits.
+// who hold their own limits. (The spectrum's reader in mp3_layer3.cpp tops up its
+// buffer from up to 16 bytes past its position.)
 class LMP3BitReader {
  public:
-  static constexpr int kPadBytes = 8;
+  static constexpr int kPadBytes = 16;
 
   LMP3BitReader() = default;
   LMP3BitReader(std::uint8_t const* data, std::size_t bitPos) : pData(data), uPos(bitPos) {}

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <type_traits>
 
 #include "foundation/byte_order.h"
 #include "sound/pcm_file.h"
@@ -91,8 +92,7 @@ LMP3Source::LMP3Source(std::string const& path, bool scanWholeFile, bool gapless
     : LSoundSourceBase(44100, 1, LSoundPeakUnknown),
       bGapless(gapless),
       aFrameBuffer(1152 * 2),
-      aFrameBytes(kFrameBytes + LMP3BitReader::kPadBytes),
-      aReadBuffer(static_cast<std::size_t>(LSoundMaxReadFrames) * 2) {
+      aFrameBytes(kFrameBytes + LMP3BitReader::kPadBytes) {
   if (!lrfFile.Open(path)) {
     uErrorState = LSoundErrorCannotOpen;
     return;
@@ -256,7 +256,8 @@ void LMP3Source::DecodeLameTag(std::int64_t o) {
   iEndPadding = ((tag[22] & 15) << 8) | tag[23];
 }
 
-bool LMP3Source::ReadFrameAndDecode(std::int32_t* out, int& tries, std::int64_t& frameStart) {
+template <class Sample>
+bool LMP3Source::ReadFrameAndDecode(Sample* out, int& tries, std::int64_t& frameStart) {
   tries = 0;
   for (;;) {
     ++tries;
@@ -275,11 +276,13 @@ bool LMP3Source::ReadFrameAndDecode(std::int32_t* out, int& tries, std::int64_t&
   }
 }
 
-bool LMP3Source::BufferAudio(std::int32_t* out) {
+template <class Sample>
+bool LMP3Source::BufferAudio(Sample* out) {
   int tries = 0;
   std::int64_t start = 0;
-  std::int32_t* const dest = out != nullptr ? out : aFrameBuffer.data();
-  if (!ReadFrameAndDecode(dest, tries, start)) {
+  bool const decoded = out != nullptr ? ReadFrameAndDecode(out, tries, start)
+                                      : ReadFrameAndDecode(aFrameBuffer.data(), tries, start);
+  if (!decoded) {
     iFrames = iSkippedFrames + iCurrentFrame;
     iBuffered = 0;
     return false;
@@ -387,13 +390,13 @@ void LMP3Source::Seek(int position) {
     while (ok && iCurrentFrame < warmFrom) ok = SkipFrame();
     // Decoding for real from here refills the bit reservoir and the overlap.
     while (ok && iCurrentFrame < frame) {
-      ok = BufferAudio(nullptr);
+      ok = BufferAudio<std::int32_t>(nullptr);
       if (ok) {
         ++iCurrentFrame;
         iBuffered = 0;
       }
     }
-    if (ok) ok = BufferAudio(nullptr);
+    if (ok) ok = BufferAudio<std::int32_t>(nullptr);
     if (!ok) continue;
     std::int64_t const index = target - static_cast<std::int64_t>(iCurrentFrame) * iFrameSamples;
     iIndex = static_cast<int>(std::clamp<std::int64_t>(index, 0, iFrameSamples - 1));
@@ -413,7 +416,14 @@ int LMP3Source::GetEndSample() const {
   return static_cast<int>(std::clamp<std::int64_t>(end, 0, INT_MAX));
 }
 
-void LMP3Source::Read(std::int32_t* buffer, int frames) {
+void LMP3Source::Read(std::int32_t* buffer, int frames) { ReadSamples(buffer, frames); }
+
+// Floats are the integers times 2^-27, whichever way they are made: whole frames are
+// decoded straight to floats, and what a frame left over goes through the integers.
+void LMP3Source::Read(float* buffer, int frames) { ReadSamples(buffer, frames); }
+
+template <class Sample>
+void LMP3Source::ReadSamples(Sample* buffer, int frames) {
   int const ch = nChans;
   auto moveTo = [&](std::int64_t p) {
     // Floor division, so that a negative position keeps a non-negative index.
@@ -423,7 +433,7 @@ void LMP3Source::Read(std::int32_t* buffer, int frames) {
     iIndex = static_cast<int>(p - f * iFrameSamples);
   };
   auto zeros = [&](int n) {
-    std::memset(buffer, 0, static_cast<std::size_t>(n) * ch * sizeof(std::int32_t));
+    std::memset(buffer, 0, static_cast<std::size_t>(n) * ch * sizeof(Sample));
     buffer += static_cast<std::size_t>(n) * ch;
     frames -= n;
   };
@@ -448,8 +458,12 @@ void LMP3Source::Read(std::int32_t* buffer, int frames) {
     }
     if (iBuffered > 0) {
       int const n = std::min(frames, iBuffered - iIndex);
-      std::memcpy(buffer, aFrameBuffer.data() + static_cast<std::size_t>(iIndex) * ch,
-                  static_cast<std::size_t>(n) * ch * sizeof(std::int32_t));
+      std::int32_t const* from = aFrameBuffer.data() + static_cast<std::size_t>(iIndex) * ch;
+      if constexpr (std::is_same_v<Sample, float>) {
+        for (int i = 0; i < n * ch; ++i) buffer[i] = static_cast<float>(from[i]) * kFromInteger;
+      } else {
+        std::memcpy(buffer, from, static_cast<std::size_t>(n) * ch * sizeof(std::int32_t));
+      }
       buffer += static_cast<std::size_t>(n) * ch;
       frames -= n;
       iIndex += n;
@@ -469,18 +483,7 @@ void LMP3Source::Read(std::int32_t* buffer, int frames) {
       }
       continue;
     }
-    BufferAudio(nullptr);  // on failure the end has moved here, and zeros follow
-  }
-}
-
-void LMP3Source::Read(float* buffer, int frames) {
-  while (frames > 0) {
-    int const n = std::min(frames, LSoundMaxReadFrames);
-    Read(aReadBuffer.data(), n);
-    int const samples = n * nChans;
-    for (int i = 0; i < samples; ++i) buffer[i] = static_cast<float>(aReadBuffer[static_cast<std::size_t>(i)]) * kFromInteger;
-    buffer += samples;
-    frames -= n;
+    BufferAudio<std::int32_t>(nullptr);  // on failure the end has moved here, and zeros follow
   }
 }
 

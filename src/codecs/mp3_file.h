@@ -81,8 +81,13 @@ class LMP3Source : public LSoundSourceBase {
   bool DecodeInitialHeader();
   void DecodeLameTag(std::int64_t offset);
   bool DecodeHeader(LMP3Header& header, std::int64_t& frameStart);
-  bool ReadFrameAndDecode(std::int32_t* out, int& tries, std::int64_t& frameStart);
-  bool BufferAudio(std::int32_t* out);
+  // Sample is std::int32_t or float; a null `out` decodes into aFrameBuffer.
+  template <class Sample>
+  bool ReadFrameAndDecode(Sample* out, int& tries, std::int64_t& frameStart);
+  template <class Sample>
+  bool BufferAudio(Sample* out);
+  template <class Sample>
+  void ReadSamples(Sample* buffer, int frames);
   bool SkipFrame();
   void FrameFound(int frame, std::int64_t offset, std::int64_t nextOffset);
   void GetNearestPreviousFrame(int frame, int& outFrame, std::int64_t& outOffset) const;
@@ -121,7 +126,6 @@ class LMP3Source : public LSoundSourceBase {
 
   std::vector<std::int32_t> aFrameBuffer;  // one frame, interleaved
   std::vector<std::uint8_t> aFrameBytes;   // the frame being decoded
-  std::vector<std::int32_t> aReadBuffer;   // integers behind the float Read
 };
 
 namespace LMP3File {

@@ -313,3 +313,33 @@ TEST(Mp3File, TaglessVbrLengthSharpensWhilePlaying) {
   EXPECT_EQ(seen.back(), truth);
   EXPECT_EQ(s.GetFrameCount(), truth);
 }
+
+// Whole frames are decoded straight to floats and the rest of a frame goes through
+// the integers: either way a float must be its integer times 2^-27, exactly.
+TEST(Mp3File, FloatReadGivesTheIntegersScaled) {
+  for (char const* name : {"l3-sin1k0db.bit", "l3-si_block.bit", "M2L3_noise.bit"}) {
+    SCOPED_TRACE(name);
+    LMP3Source ints(Mp3TestData(name), false, true);
+    LMP3Source floats(Mp3TestData(name), false, true);
+    ASSERT_FALSE(ints.IsError());
+    int const end = ints.GetEndSample();
+    int const ch = ints.GetChannels();
+    ASSERT_GT(end, 20000);
+    std::vector<std::int32_t> const expected = Mp3ReadInts(ints, end);
+    // Reads that start and stop inside frames, span several whole ones, or both.
+    std::vector<float> got(expected.size());
+    int const sizes[] = {1000, 1152 * 3, 7, 8192, 577, 2304};
+    std::size_t at = 0;
+    for (int k = 0; at < got.size(); ++k) {
+      int const n = std::min(sizes[k % 6], static_cast<int>((got.size() - at) / ch));
+      floats.Read(got.data() + at, n);
+      at += static_cast<std::size_t>(n) * ch;
+    }
+    std::size_t loud = 0;
+    for (std::size_t i = 0; i < got.size(); ++i) {
+      ASSERT_EQ(got[i], static_cast<float>(expected[i]) * (1.0f / LMP3IntegerScale)) << "sample " << i;
+      if (std::fabs(got[i]) > 0.01f) ++loud;
+    }
+    EXPECT_GT(loud, got.size() / 10);
+  }
+}

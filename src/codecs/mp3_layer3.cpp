@@ -1,8 +1,11 @@
 #include "codecs/mp3_layer3.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
+#include "codecs/mp3_imdct.h"
+#include "codecs/mp3_simd.h"
 #include "codecs/mp3_tables.h"
 
 namespace {
@@ -31,18 +34,57 @@ constexpr int kLsfPartitions[6][3][4] = {
 
 constexpr float kInvSqrt2 = 0.70710678118654752f;
 
-inline int DecodeSymbol(LMP3BitReader& b, LMP3HuffmanTree const& t) {
-  std::uint32_t const w = b.Peek32();
-  std::uint32_t e = t.pEntries[w >> (32 - t.iRootBits)];
-  int taken = 0;
-  int level = t.iRootBits;
-  while (e & LMP3HuffmanTree::kSub) {
-    taken += level;
-    level = static_cast<int>((e >> 16) & 31);
-    e = t.pEntries[(e & 0xFFFF) + ((w << taken) >> (32 - level))];
+// The main data as the spectrum reads it: a 64-bit buffer whose top `iAvail` bits
+// are the stream's next ones, topped up to at least 56 before each pair of values,
+// enough for the longest pair with both linbits and signs (45 bits). The top-up reads
+// whole bytes ahead of the position; the buffer's padding makes that safe.
+class SpectrumBits {
+ public:
+  SpectrumBits(std::uint8_t const* data, std::size_t pos) : pNext(data + (pos >> 3)) {
+    Refill();
+    int const skip = static_cast<int>(pos & 7);
+    uBuf <<= skip;
+    iAvail -= skip;
   }
-  b.Skip(static_cast<unsigned>(taken) + ((e >> 8) & 0xFF));
-  return static_cast<int>(e & 0xFF);
+  // The bits a top-up adds past the valid ones are the stream's own, as are those
+  // already there from the last top-up; or-ing them in again changes nothing.
+  void Refill() {
+    std::uint64_t v;
+    std::memcpy(&v, pNext, sizeof v);
+    if constexpr (std::endian::native == std::endian::little) v = __builtin_bswap64(v);
+    uBuf |= v >> iAvail;
+    pNext += (63 - iAvail) >> 3;
+    iAvail |= 56;
+  }
+  std::uint64_t Peek() const { return uBuf; }
+  void Take(int bits) {
+    uBuf <<= bits;
+    iAvail -= bits;
+    lUsed += bits;
+  }
+  long Used() const { return lUsed; }
+
+ private:
+  std::uint8_t const* pNext;
+  std::uint64_t uBuf = 0;
+  int iAvail = 0;
+  long lUsed = 0;
+};
+
+// The leaf for the word at the top of `w`, past the first look-up's entry `e`.
+inline std::uint32_t FindLeaf(LMP3HuffmanTree const& t, std::uint32_t e, std::uint64_t w) {
+  int taken = t.iRootBits;
+  while (e & LMP3HuffmanTree::kSub) {
+    int const bits = static_cast<int>((e >> 16) & 31);
+    e = t.pEntries[(e & 0xFFFF) + ((w << taken) >> (64 - bits))];
+    taken += bits;
+  }
+  return e;
+}
+
+// |value|^(4/3) times the band's gain, with the sign bit from the stream.
+inline float Requantized(float const* pow43, int magnitude, std::uint32_t negative, float gain) {
+  return std::bit_cast<float>(std::bit_cast<std::uint32_t>(pow43[magnitude] * gain) | (negative << 31));
 }
 
 inline bool IsShort(LMP3GranuleInfo const& g) { return g.bWindowSwitching && g.iBlockType == 2; }
@@ -64,7 +106,11 @@ int MixedFirstShortBand(LMP3BandEdges const& b) {
 
 }  // namespace
 
-LMP3Layer3Decoder::LMP3Layer3Decoder() { Reset(); }
+LMP3Layer3Decoder::LMP3Layer3Decoder() {
+  // The shared tables are made here, when a source opens, rather than in its first Read.
+  LMP3LookupTables::Get();
+  Reset();
+}
 
 void LMP3Layer3Decoder::Reset() {
   for (auto& c : aChannel) {
@@ -149,6 +195,16 @@ bool LMP3Layer3Decoder::DecodeSideInformation(LMP3Header const& h, std::uint8_t 
 
 void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* main, int mainBytes,
                                     std::int32_t* out) {
+  int const samples = DecodeToPcm(h, main, mainBytes);
+  LMP3ToIntegers(aPcm[0], iChannels == 2 ? aPcm[1] : nullptr, samples, out);
+}
+
+void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* main, int mainBytes, float* out) {
+  int const samples = DecodeToPcm(h, main, mainBytes);
+  LMP3ToIntegerSteps(aPcm[0], iChannels == 2 ? aPcm[1] : nullptr, samples, out);
+}
+
+int LMP3Layer3Decoder::DecodeToPcm(LMP3Header const& h, std::uint8_t const* main, int mainBytes) {
   iChannels = h.GetChannels();
   // The reservoir needs at most the last 511 bytes of earlier frames.
   int const keep = std::min(iMainBytes, 511);
@@ -170,45 +226,37 @@ void LMP3Layer3Decoder::DecodeFrame(LMP3Header const& h, std::uint8_t const* mai
         // Data from before the jump: play the granule as silence, letting the
         // overlap of the last good one fade out.
         c.iNonZero = 0;
-        std::memset(c.aValues, 0, sizeof c.aValues);
+        std::memset(c.aSpectrum, 0, sizeof c.aSpectrum);
         continue;
       }
       std::size_t const end = pos + static_cast<std::size_t>(side.aGranule[gr][ch].iPart23Length);
       bits.SetPosition(pos);
       DecodeScaleFactors(h, gr, ch);
-      DecodeHuffmanData(h, gr, ch, end);
+      DecodeSpectrum(h, gr, ch, end);
       pos = end;
     }
-    DecodeGranule(h, gr, out + static_cast<std::size_t>(gr) * 576 * static_cast<std::size_t>(iChannels));
+    DecodeGranule(h, gr);
   }
+  for (int ch = 0; ch < iChannels; ++ch) aSynth[ch].Synthesize(aChannel[ch].aSlots, 18 * granules, aPcm[ch]);
+  return 576 * granules;
 }
 
-void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr, std::int32_t* out) {
-  for (int ch = 0; ch < iChannels; ++ch) RequantizeSpectrum(h, gr, ch);
+void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr) {
   JointStereoProcessing(h, gr);
-  LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
   for (int ch = 0; ch < iChannels; ++ch) {
     Channel& c = aChannel[ch];
     LMP3GranuleInfo const& g = side.aGranule[gr][ch];
     if (IsShort(g)) {
       // Short blocks are stored band by band, window by window; the IMDCT wants
       // each sub-band's three windows of six lines together.
+      std::uint16_t const* order = t.aShortOrder[h.GetRateTableIndex()][g.bMixedBlock ? 1 : 0];
       float reordered[576];
-      int const first = g.bMixedBlock ? MixedFirstShortBand(bands) : 0;
       int const from = g.bMixedBlock ? kMixedLongLines : 0;
-      std::memcpy(reordered, c.aSpectrum, sizeof reordered);
-      for (int i = from; i < 576; ++i) reordered[i] = 0;
-      for (int s = first; s < 13; ++s) {
-        int const start = bands.aShort[s];
-        int const width = bands.aShort[s + 1] - start;
-        for (int w = 0; w < 3; ++w) {
-          for (int j = 0; j < width; ++j) {
-            int const f = start + j;
-            int const dst = (f / 6) * 18 + w * 6 + (f % 6);
-            int const src = 3 * start + w * width + j;
-            if (dst >= from) reordered[dst] = c.aSpectrum[src];
-          }
-        }
+      std::memcpy(reordered, c.aSpectrum, static_cast<std::size_t>(from) * sizeof(float));
+      std::memset(reordered + from, 0, static_cast<std::size_t>(576 - from) * sizeof(float));
+      for (int i = from; i < c.iNonZero; ++i) {
+        if (order[i] != LMP3LookupTables::kDropLine) reordered[order[i]] = c.aSpectrum[i];
       }
       std::memcpy(c.aSpectrum, reordered, sizeof reordered);
       int nz = 576;
@@ -216,8 +264,7 @@ void LMP3Layer3Decoder::DecodeGranule(LMP3Header const& h, int gr, std::int32_t*
       c.iNonZero = nz;
     }
     AliasReduction(gr, ch);
-    IMDCTSynthesize(gr, ch);
-    aSynth[ch].Synthesize(c.aSubband, out + ch, iChannels);
+    InverseMdct(gr, ch);
   }
 }
 
@@ -332,116 +379,189 @@ void LMP3Layer3Decoder::DecodeScaleFactors(LMP3Header const& h, int gr, int ch) 
   }
 }
 
-void LMP3Layer3Decoder::DecodeHuffmanData(LMP3Header const& /*h*/, int gr, int ch, std::size_t end) {
-  Channel& c = aChannel[ch];
-  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
-  LMP3LookupTables const& t = LMP3LookupTables::Get();
-  int* v = c.aValues;
-  int const bigEnd = 2 * g.iBigValues;
-  int const limits[3] = {std::min(g.iRegion1Start, bigEnd), std::min(g.iRegion2Start, bigEnd), bigEnd};
-  LMP3BitReader b = bits;
-  int i = 0;
-  bool broken = false;
-  for (int r = 0; r < 3 && !broken; ++r) {
-    int const limit = limits[r];
-    if (i >= limit) continue;
-    int const table = g.aTableSelect[r];
-    if (table == 0) {
-      for (; i < limit; ++i) v[i] = 0;
-      continue;
-    }
-    LMP3HuffmanTree const& tree = t.aTrees[table];
-    int const linbits = tree.iLinBits;
-    for (; i < limit; i += 2) {
-      if (b.Position() >= end) {
-        broken = true;
-        break;
-      }
-      int const sym = DecodeSymbol(b, tree);
-      int x = sym >> 4;
-      int y = sym & 15;
-      if (x == 15 && linbits) x += static_cast<int>(b.Read(linbits));
-      if (x && b.ReadBit()) x = -x;
-      if (y == 15 && linbits) y += static_cast<int>(b.Read(linbits));
-      if (y && b.ReadBit()) y = -y;
-      v[i] = x;
-      v[i + 1] = y;
-    }
-  }
-  if (broken) {
-    // The granule's bits ran out inside the big values: what is left is unknown.
-    for (; i < 576; ++i) v[i] = 0;
-    c.iNonZero = bigEnd < 576 ? bigEnd : 576;
-    return;
-  }
-  // Quadruples of values -1..1 until the granule's bits are used up.
-  LMP3HuffmanTree const& quad = t.aTrees[32 + g.iCount1Table];
-  while (i + 4 <= 576 && b.Position() < end) {
-    int const sym = DecodeSymbol(b, quad);
-    int q[4] = {(sym >> 3) & 1, (sym >> 2) & 1, (sym >> 1) & 1, sym & 1};
-    for (int& e : q) {
-      if (e && b.ReadBit()) e = -1;
-    }
-    // A quadruple that ends past the granule's bits was never meant: drop it.
-    if (b.Position() > end) break;
-    v[i] = q[0];
-    v[i + 1] = q[1];
-    v[i + 2] = q[2];
-    v[i + 3] = q[3];
-    i += 4;
-  }
-  c.iNonZero = i;
-  for (; i < 576; ++i) v[i] = 0;
-}
-
-void LMP3Layer3Decoder::RequantizeSpectrum(LMP3Header const& h, int gr, int ch) {
-  Channel& c = aChannel[ch];
+int LMP3Layer3Decoder::BandGains(LMP3Header const& h, int gr, int ch, int* ends, float* gains) const {
+  Channel const& c = aChannel[ch];
   LMP3GranuleInfo const& g = side.aGranule[gr][ch];
   LMP3LookupTables const& t = LMP3LookupTables::Get();
   LMP3BandEdges const& bands = LMP3Bands(h.GetRateTableIndex());
-  float* xr = c.aSpectrum;
-  int const* v = c.aValues;
-  int const nz = c.iNonZero;
   int const shift = g.bScalefacScale ? 4 : 2;  // quarter powers of two per scale factor step
   int const base = g.iGlobalGain - 210;
-
-  auto band = [&](int from, int to, int exponent, int stride) {
-    if (exponent < -512) exponent = -512;
-    if (exponent > 63) exponent = 63;
-    float const gain = t.aGain[exponent + 512];
-    (void)stride;
-    for (int i = from; i < to; ++i) {
-      int const q = v[i];
-      float const m = t.aPow43[q < 0 ? -q : q] * gain;
-      xr[i] = q < 0 ? -m : m;
-    }
+  int n = 0;
+  auto add = [&](int end, int exponent) {
+    exponent = std::clamp(exponent, -512, 63);
+    ends[n] = end;
+    gains[n] = t.aGain[exponent + 512];
+    ++n;
   };
-  std::memset(xr, 0, sizeof c.aSpectrum);
   if (!IsShort(g)) {
-    for (int sfb = 0; sfb < 22 && bands.aLong[sfb] < nz; ++sfb) {
-      int const sf = c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0);
-      band(bands.aLong[sfb], std::min<int>(bands.aLong[sfb + 1], nz), base - shift * sf, 1);
+    for (int sfb = 0; sfb < 22; ++sfb) {
+      add(bands.aLong[sfb + 1], base - shift * (c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0)));
     }
-    return;
+    return n;
   }
   int first = 0;
   if (g.bMixedBlock) {
     int const longBands = MixedLongBands(bands);
     for (int sfb = 0; sfb < longBands; ++sfb) {
-      int const sf = c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0);
-      band(bands.aLong[sfb], std::min<int>(bands.aLong[sfb + 1], nz), base - shift * sf, 1);
+      add(bands.aLong[sfb + 1], base - shift * (c.aScaleLong[sfb] + (g.bPreflag ? kPretab[sfb] : 0)));
     }
     first = MixedFirstShortBand(bands);
+    // Lines between the long part and the first whole short band belong to no band
+    // (only at 8000 Hz): they count as nothing.
+    if (3 * bands.aShort[first] > bands.aLong[longBands]) {
+      ends[n] = 3 * bands.aShort[first];
+      gains[n] = 0;
+      ++n;
+    }
   }
   for (int s = first; s < 13; ++s) {
     int const start = bands.aShort[s];
     int const width = bands.aShort[s + 1] - start;
     for (int w = 0; w < 3; ++w) {
-      int const from = 3 * start + w * width;
-      if (from >= nz) break;
-      band(from, std::min(from + width, nz), base - 8 * g.aSubblockGain[w] - shift * c.aScaleShort[s][w], 1);
+      add(3 * start + (w + 1) * width, base - 8 * g.aSubblockGain[w] - shift * c.aScaleShort[s][w]);
     }
   }
+  return n;
+}
+
+namespace {
+
+// Where the spectrum's decoding has got to: the line, the band it is in and that
+// band's gain.
+struct SpectrumCursor {
+  int i = 0;
+  int iBand = 0;
+  int iBandEnd = 0;
+  float fGain = 0;
+  int const* pEnds = nullptr;
+  float const* pGains = nullptr;
+
+  void NextBand() {
+    ++iBand;
+    iBandEnd = pEnds[iBand];
+    fGain = pGains[iBand];
+  }
+};
+
+// Pairs of values up to line `limit` from one table, requantised as they come. False
+// when the granule's bits run out first. With kEscapes, a 15 takes linbits.
+template <bool kEscapes>
+bool DecodePairs(SpectrumBits& bits, long budget, LMP3HuffmanTree const& tree, int limit, SpectrumCursor& at,
+                 float const* pow43, float* xr) {
+  std::uint32_t const* entries = tree.pEntries;
+  int const rootShift = 64 - tree.iRootBits;
+  int const linbits = tree.iLinBits;
+  int i = at.i;
+  for (; i < limit; i += 2) {
+    if (bits.Used() >= budget) {
+      at.i = i;
+      return false;
+    }
+    // Band edges are even: a pair never straddles one.
+    if (i >= at.iBandEnd) at.NextBand();
+    bits.Refill();
+    std::uint64_t const w = bits.Peek();
+    std::uint32_t e = entries[w >> rootShift];
+    if (e & LMP3HuffmanTree::kSub) [[unlikely]] e = FindLeaf(tree, e, w);
+    bits.Take(static_cast<int>(e & LMP3HuffmanTree::kTakenMask));
+    // The values' linbits and signs follow the word, each sign after its value.
+    int const length = static_cast<int>((e >> LMP3HuffmanTree::kLengthShift) & 31);
+    int x = static_cast<int>((e >> (LMP3HuffmanTree::kSymbolShift + 4)) & 15);
+    int y = static_cast<int>((e >> LMP3HuffmanTree::kSymbolShift) & 15);
+    std::uint64_t rest = w << length;
+    if constexpr (kEscapes) {
+      if (e & LMP3HuffmanTree::kEscapeX) {
+        x += static_cast<int>(rest >> (64 - linbits));
+        rest <<= linbits;
+      }
+    }
+    unsigned const xSigned = x != 0;
+    std::uint32_t const xNegative = static_cast<std::uint32_t>(rest >> 63) & xSigned;
+    rest <<= xSigned;
+    if constexpr (kEscapes) {
+      if (e & LMP3HuffmanTree::kEscapeY) {
+        y += static_cast<int>(rest >> (64 - linbits));
+        rest <<= linbits;
+      }
+    }
+    std::uint32_t const yNegative = static_cast<std::uint32_t>(rest >> 63) & (y != 0);
+    xr[i] = Requantized(pow43, x, xNegative, at.fGain);
+    xr[i + 1] = Requantized(pow43, y, yNegative, at.fGain);
+  }
+  at.i = i;
+  return true;
+}
+
+}  // namespace
+
+void LMP3Layer3Decoder::DecodeSpectrum(LMP3Header const& h, int gr, int ch, std::size_t end) {
+  Channel& c = aChannel[ch];
+  LMP3GranuleInfo const& g = side.aGranule[gr][ch];
+  LMP3LookupTables const& t = LMP3LookupTables::Get();
+  float const* pow43 = t.aPow43;
+  float* xr = c.aSpectrum;
+
+  // The gain of each band, by the line where the band ends, in stream order.
+  int ends[kMaxBands + 1];
+  float gains[kMaxBands + 1];
+  int const bandCount = BandGains(h, gr, ch, ends, gains);
+  ends[bandCount] = 576 + 4;  // never reached
+  gains[bandCount] = 0;
+  SpectrumCursor at;
+  at.pEnds = ends;
+  at.pGains = gains;
+  at.iBandEnd = ends[0];
+  at.fGain = gains[0];
+
+  std::size_t const start = bits.Position();
+  long const budget = end > start ? static_cast<long>(end - start) : 0;
+  SpectrumBits b(aMain, start);
+  int const bigEnd = 2 * g.iBigValues;
+  int const limits[3] = {std::min(g.iRegion1Start, bigEnd), std::min(g.iRegion2Start, bigEnd), bigEnd};
+  bool broken = false;
+  for (int r = 0; r < 3 && !broken; ++r) {
+    int const limit = limits[r];
+    if (at.i >= limit) continue;
+    int const table = g.aTableSelect[r];
+    if (table == 0) {
+      for (; at.i < limit; ++at.i) xr[at.i] = 0;
+      while (at.iBandEnd <= at.i) at.NextBand();
+      continue;
+    }
+    LMP3HuffmanTree const& tree = t.aTrees[table];
+    bool const ok = tree.iLinBits > 0 ? DecodePairs<true>(b, budget, tree, limit, at, pow43, xr)
+                                      : DecodePairs<false>(b, budget, tree, limit, at, pow43, xr);
+    broken = !ok;
+  }
+  int i = at.i;
+  if (broken) {
+    // The granule's bits ran out inside the big values: what is left is unknown.
+    std::memset(xr + i, 0, static_cast<std::size_t>(576 - i) * sizeof *xr);
+    c.iNonZero = bigEnd < 576 ? bigEnd : 576;
+    return;
+  }
+  // Quadruples of values -1..1 until the granule's bits are used up.
+  LMP3HuffmanTree const& quad = t.aTrees[32 + g.iCount1Table];
+  int const quadShift = 64 - quad.iRootBits;  // the first look-up holds every word
+  while (i + 4 <= 576 && b.Used() < budget) {
+    b.Refill();
+    std::uint64_t const w = b.Peek();
+    std::uint32_t const e = quad.pEntries[w >> quadShift];
+    b.Take(static_cast<int>(e & LMP3HuffmanTree::kTakenMask));
+    // A quadruple that ends past the granule's bits was never meant: drop it.
+    if (b.Used() > budget) break;
+    std::uint64_t rest = w << ((e >> LMP3HuffmanTree::kLengthShift) & 31);
+    for (int k = 0; k < 4; ++k, ++i) {
+      unsigned const nonZero = (e >> (LMP3HuffmanTree::kSymbolShift + 3 - k)) & 1;
+      std::uint32_t const negative = static_cast<std::uint32_t>(rest >> 63) & nonZero;
+      rest <<= nonZero;
+      // Bands here may be four lines wide or six: one can end inside a quadruple.
+      while (i >= at.iBandEnd) at.NextBand();
+      xr[i] = std::bit_cast<float>(std::bit_cast<std::uint32_t>(static_cast<float>(nonZero) * at.fGain) | (negative << 31));
+    }
+  }
+  c.iNonZero = i;
+  std::memset(xr + i, 0, static_cast<std::size_t>(576 - i) * sizeof *xr);
 }
 
 void LMP3Layer3Decoder::JointStereoProcessing(LMP3Header const& h, int gr) {
@@ -489,9 +609,11 @@ void LMP3Layer3Decoder::JointStereoProcessing(LMP3Header const& h, int gr) {
       r[i] = x * kr;
     }
   };
+  // A line of the right channel is zero exactly when its coded value is: no band's
+  // gain comes near the smallest float.
   auto anyNonZero = [&](int from, int to) {
     for (int i = from; i < to; ++i) {
-      if (R.aValues[i] != 0) return true;
+      if (r[i] != 0) return true;
     }
     return false;
   };
@@ -577,73 +699,27 @@ void LMP3Layer3Decoder::AliasReduction(int gr, int ch) {
   float* x = c.aSpectrum;
   int const used = (c.iNonZero + 17) / 18;
   int const boundaries = IsShort(g) ? 1 : std::min(31, used);
+  // Each butterfly joins line 17 - i of a sub-band with line i of the next, i < 8:
+  // four of them at once, the lower sub-band's lines turned around to meet.
+  LMP3Vec4 const cs[2] = {LMP3Load4(t.aAliasCs), LMP3Load4(t.aAliasCs + 4)};
+  LMP3Vec4 const ca[2] = {LMP3Load4(t.aAliasCa), LMP3Load4(t.aAliasCa + 4)};
   for (int b = 1; b <= boundaries; ++b) {
-    for (int i = 0; i < 8; ++i) {
-      float const lo = x[18 * b - 1 - i];
-      float const hi = x[18 * b + i];
-      x[18 * b - 1 - i] = lo * t.aAliasCs[i] - hi * t.aAliasCa[i];
-      x[18 * b + i] = hi * t.aAliasCs[i] + lo * t.aAliasCa[i];
+    for (int h = 0; h < 2; ++h) {
+      float* const below = x + 18 * b - 4 - 4 * h;  // lines 17 - 4h - 3 .. 17 - 4h
+      float* const above = x + 18 * b + 4 * h;      // lines 4h .. 4h + 3
+      LMP3Vec4 const lo = LMP3Reverse4(LMP3Load4(below));
+      LMP3Vec4 const hi = LMP3Load4(above);
+      LMP3Store4(below, LMP3Reverse4(lo * cs[h] - hi * ca[h]));
+      LMP3Store4(above, hi * cs[h] + lo * ca[h]);
     }
   }
   if (boundaries > 0) c.iNonZero = std::max(c.iNonZero, std::min(576, 18 * (boundaries + 1)));
 }
 
-void LMP3Layer3Decoder::IMDCTSynthesize(int gr, int ch) {
+void LMP3Layer3Decoder::InverseMdct(int gr, int ch) {
   Channel& c = aChannel[ch];
   LMP3GranuleInfo const& g = side.aGranule[gr][ch];
-  LMP3LookupTables const& t = LMP3LookupTables::Get();
   int const used = (c.iNonZero + 17) / 18;
   int const blockType = g.bWindowSwitching ? g.iBlockType : 0;
-  for (int sb = 0; sb < 32; ++sb) {
-    float* ov = c.aOverlap + sb * 18;
-    float out[18];
-    if (sb >= used) {
-      for (int i = 0; i < 18; ++i) {
-        out[i] = ov[i];
-        ov[i] = 0;
-      }
-    } else {
-      float const* in = c.aSpectrum + sb * 18;
-      int const type = (g.bMixedBlock && sb < 2) ? 0 : blockType;
-      float z[36];
-      if (type != 2) {
-        float y[18] = {};
-        for (int k = 0; k < 18; ++k) {
-          float const xk = in[k];
-          if (xk == 0) continue;
-          float const* row = t.aImdctLong[k];
-          for (int n = 0; n < 18; ++n) y[n] += xk * row[n];
-        }
-        // y holds outputs 9..26; the rest mirror them.
-        float const* w = t.aWindowLong[type];
-        for (int n = 0; n < 9; ++n) z[n] = -y[8 - n] * w[n];           // out[n] = -out[17 - n]
-        for (int n = 9; n < 27; ++n) z[n] = y[n - 9] * w[n];
-        for (int n = 27; n < 36; ++n) z[n] = y[53 - n - 9] * w[n];     // out[n] = out[53 - n]
-      } else {
-        for (float& v : z) v = 0;
-        for (int win = 0; win < 3; ++win) {
-          float const* x = in + win * 6;
-          float y[6] = {};
-          for (int k = 0; k < 6; ++k) {
-            for (int n = 0; n < 6; ++n) y[n] += x[k] * t.aImdctShort[k][n];
-          }
-          // y holds outputs 3..8 of twelve; 0..2 and 9..11 mirror them.
-          float full[12];
-          for (int n = 0; n < 3; ++n) full[n] = -y[2 - n];  // out[n] = -out[5 - n]
-          for (int n = 3; n < 9; ++n) full[n] = y[n - 3];
-          for (int n = 9; n < 12; ++n) full[n] = y[17 - n - 3];  // out[n] = out[17 - n]
-          for (int n = 0; n < 12; ++n) z[6 + 6 * win + n] += full[n] * t.aWindowShort[n];
-        }
-      }
-      for (int i = 0; i < 18; ++i) {
-        out[i] = z[i] + ov[i];
-        ov[i] = z[18 + i];
-      }
-    }
-    // Odd sub-bands come out of the filter bank inverted in frequency.
-    if (sb & 1) {
-      for (int i = 1; i < 18; i += 2) out[i] = -out[i];
-    }
-    for (int i = 0; i < 18; ++i) c.aSubband[i][sb] = out[i];
-  }
+  LMP3InverseMdct(c.aSpectrum, blockType, g.bMixedBlock, used, c.aOverlap, c.aSlots, 18 * gr);
 }

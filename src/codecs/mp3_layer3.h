@@ -46,9 +46,11 @@ class LMP3Layer3Decoder {
 
   // Decodes the frame whose side information was read last; `main` holds the
   // frame's bytes after the side information. Writes frame samples * channels
-  // interleaved integers. A frame whose main data begins in bytes the reservoir does
-  // not hold (the first frames after a jump) gives silence.
+  // interleaved integers, or as floats those integers times 2^-27. A frame whose main
+  // data begins in bytes the reservoir does not hold (the first frames after a jump)
+  // gives silence.
   void DecodeFrame(LMP3Header const& header, std::uint8_t const* main, int mainBytes, std::int32_t* out);
+  void DecodeFrame(LMP3Header const& header, std::uint8_t const* main, int mainBytes, float* out);
 
   LMP3SideInfo const& GetSideInfo() const { return side; }
 
@@ -57,13 +59,19 @@ class LMP3Layer3Decoder {
 
  private:
   struct Channel;
-  void DecodeGranule(LMP3Header const& header, int gr, std::int32_t* out);
+  // Decodes the frame into aPcm; gives the samples per channel.
+  int DecodeToPcm(LMP3Header const& header, std::uint8_t const* main, int mainBytes);
+  void DecodeGranule(LMP3Header const& header, int gr);
   void DecodeScaleFactors(LMP3Header const& header, int gr, int ch);
-  void DecodeHuffmanData(LMP3Header const& header, int gr, int ch, std::size_t end);
-  void RequantizeSpectrum(LMP3Header const& header, int gr, int ch);
+  // Huffman decoding and requantisation in one pass, in stream order.
+  void DecodeSpectrum(LMP3Header const& header, int gr, int ch, std::size_t end);
+  // The gain of each scale factor band (or band-window of a short block) in stream
+  // order, with the line each ends at; gives their count.
+  static constexpr int kMaxBands = 40;
+  int BandGains(LMP3Header const& header, int gr, int ch, int* ends, float* gains) const;
   void JointStereoProcessing(LMP3Header const& header, int gr);
   void AliasReduction(int gr, int ch);
-  void IMDCTSynthesize(int gr, int ch);
+  void InverseMdct(int gr, int ch);
 
   struct Channel {
     int aScaleLong[22];
@@ -72,16 +80,16 @@ class LMP3Layer3Decoder {
     // it is not intensity coded (MPEG-2).
     int aMaxLong[22];
     int aMaxShort[13][3];
-    int aValues[576];      // decoded integers, in stream order
-    float aSpectrum[576];  // requantised, then reordered
+    float aSpectrum[576];  // requantised in stream order, then reordered
     int iNonZero = 0;      // lines from this one on are zero
-    float aOverlap[576];
-    float aSubband[18][32];  // IMDCT output by time slot and sub-band
+    float aOverlap[18][32];  // the second half of the last IMDCT, by time slot and sub-band
+    alignas(16) float aSlots[32][LMP3SlotStride];  // the frame's IMDCT output by sub-band and time slot
   };
 
   LMP3SideInfo side;
   Channel aChannel[2];
   LMP3PolyphaseSynth aSynth[2];
+  alignas(16) float aPcm[2][LMP3SlotStride * 32];  // the frame's samples, channel by channel
   std::uint8_t aMain[kReservoirBytes + 2048 + LMP3BitReader::kPadBytes];
   int iMainBytes = 0;   // bytes held in aMain
   int iMainStart = 0;   // where the current frame's main data starts, or -1 if not held

@@ -1,5 +1,7 @@
 #include "codecs/mp3_tables.h"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 
@@ -62,36 +64,6 @@ LMP3LookupTables::LMP3LookupTables() { InitTables(); }
 void LMP3LookupTables::InitTables() {
   for (int i = 0; i < kPowCount; ++i) aPow43[i] = static_cast<float>(std::pow(static_cast<double>(i), 4.0 / 3.0));
 
-  // Block type 0: a sine over all 36 points. Start (1) and stop (3) blocks join a long
-  // block to short ones: half a long sine, a flat part, half a short sine and zeros.
-  for (int i = 0; i < 36; ++i) {
-    double const longSine = std::sin(kPi / 36 * (i + 0.5));
-    aWindowLong[0][i] = static_cast<float>(longSine);
-    double start = 0;
-    if (i < 18) start = longSine;
-    else if (i < 24) start = 1;
-    else if (i < 30) start = std::sin(kPi / 12 * (i - 18 + 0.5));
-    aWindowLong[1][i] = static_cast<float>(start);
-    double stop = 0;
-    if (i >= 18) stop = longSine;
-    else if (i >= 12) stop = 1;
-    else if (i >= 6) stop = std::sin(kPi / 12 * (i - 6 + 0.5));
-    aWindowLong[3][i] = static_cast<float>(stop);
-    aWindowLong[2][i] = 0;  // short blocks use aWindowShort
-  }
-  for (int i = 0; i < 12; ++i) aWindowShort[i] = static_cast<float>(std::sin(kPi / 12 * (i + 0.5)));
-
-  for (int k = 0; k < 18; ++k) {
-    for (int n = 0; n < 18; ++n) {
-      aImdctLong[k][n] = static_cast<float>(std::cos(kPi / 72 * (2 * n + 37) * (2 * k + 1)));
-    }
-  }
-  for (int k = 0; k < 6; ++k) {
-    for (int n = 0; n < 6; ++n) {
-      aImdctShort[k][n] = static_cast<float>(std::cos(kPi / 24 * (2 * n + 13) * (2 * k + 1)));
-    }
-  }
-
   constexpr double kAliasC[8] = {-0.6, -0.535, -0.33, -0.185, -0.095, -0.041, -0.0142, -0.0037};
   for (int i = 0; i < 8; ++i) {
     double const root = std::sqrt(1.0 + kAliasC[i] * kAliasC[i]);
@@ -128,46 +100,71 @@ void LMP3LookupTables::InitTables() {
     for (int k = 0; k < n / 2; ++k) aDct32[at++] = static_cast<float>(0.5 / std::cos((2 * k + 1) * kPi / (2 * n)));
   }
 
-  // Decoding trees. Pair tables that share words share a tree.
+  for (int rate = 0; rate < 9; ++rate) {
+    LMP3BandEdges const& b = kBands[rate];
+    for (int mixed = 0; mixed < 2; ++mixed) {
+      std::uint16_t* order = aShortOrder[rate][mixed];
+      for (int i = 0; i < 576; ++i) order[i] = mixed && i < 36 ? static_cast<std::uint16_t>(i) : kDropLine;
+      int first = 0;  // a mixed block's short part starts with the first band wholly above line 36
+      while (mixed && 3 * b.aShort[first] < 36) ++first;
+      for (int sb = first; sb < 13; ++sb) {
+        int const start = b.aShort[sb];
+        int const width = b.aShort[sb + 1] - start;
+        for (int w = 0; w < 3; ++w) {
+          for (int j = 0; j < width; ++j) {
+            int const f = start + j;
+            order[3 * start + w * width + j] = static_cast<std::uint16_t>((f / 6) * 18 + w * 6 + f % 6);
+          }
+        }
+      }
+    }
+  }
+
+  // Decoding trees. Pair tables that share words and linbits share a tree; those
+  // that differ in linbits only get a tree each, as a leaf's length counts them.
   std::uint8_t symbols[256];
-  int builtFor[32];
   for (int t = 0; t < 32; ++t) {
-    builtFor[t] = -1;
     LMP3PairCodeTable const* codes = LMP3PairCodes(t);
     if (codes == nullptr) {
       // An unused table number decodes as table 0 would: all zeros, no bits. The
       // side information check refuses frames that name one for a non-empty region.
       continue;
     }
+    int same = -1;
     for (int u = 0; u < t; ++u) {
       LMP3PairCodeTable const* other = LMP3PairCodes(u);
-      if (other != nullptr && other->pWords == codes->pWords) builtFor[t] = u;
+      if (other != nullptr && other->pWords == codes->pWords && other->iLinBits == codes->iLinBits) same = u;
     }
-    if (builtFor[t] >= 0) {
-      aTrees[t] = aTrees[builtFor[t]];
-    } else {
-      int const n = codes->iSize * codes->iSize;
-      for (int i = 0; i < n; ++i) {
-        symbols[i] = static_cast<std::uint8_t>(((i / codes->iSize) << 4) | (i % codes->iSize));
-      }
-      int const root = BuildTree(codes->pWords, symbols, n, 8);
-      aTrees[t].pEntries = aTreeStore + root;
-      aTrees[t].iRootBits = 8;
+    if (same >= 0) {
+      aTrees[t] = aTrees[same];
+      continue;
     }
+    int const n = codes->iSize * codes->iSize;
+    for (int i = 0; i < n; ++i) {
+      symbols[i] = static_cast<std::uint8_t>(((i / codes->iSize) << 4) | (i % codes->iSize));
+    }
+    // A first look-up as wide as the longest word, up to 10 bits: the short tables
+    // decode in one step, the large ones nearly always.
+    int longestWord = 1;
+    for (int i = 0; i < n; ++i) longestWord = std::max(longestWord, static_cast<int>(codes->pWords[i] >> 24));
+    int const rootBits = std::min(longestWord, 10);
+    aTrees[t].pEntries = aTreeStore + BuildTree(codes->pWords, symbols, n, rootBits, {false, codes->iLinBits});
+    aTrees[t].iRootBits = rootBits;
     aTrees[t].iLinBits = codes->iLinBits;
   }
   for (int i = 0; i < 16; ++i) symbols[i] = static_cast<std::uint8_t>(i);
-  aTrees[32].pEntries = aTreeStore + BuildTree(kQuadA, symbols, 16, 6);
+  aTrees[32].pEntries = aTreeStore + BuildTree(kQuadA, symbols, 16, 6, {true, 0});
   aTrees[32].iRootBits = 6;
   std::uint32_t quadB[16];
   for (int i = 0; i < 16; ++i) quadB[i] = (4u << 24) | static_cast<std::uint32_t>(15 - i);
-  aTrees[33].pEntries = aTreeStore + BuildTree(quadB, symbols, 16, 4);
+  aTrees[33].pEntries = aTreeStore + BuildTree(quadB, symbols, 16, 4, {true, 0});
   aTrees[33].iRootBits = 4;
 }
 
-int LMP3LookupTables::BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits) {
+int LMP3LookupTables::BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits,
+                                TreeKind kind) {
   int const start = iTreeUsed;
-  BuildLevel(words, symbols, count, 0, 0, rootBits);
+  BuildLevel(words, symbols, count, 0, 0, rootBits, kind);
   // Offsets of further levels are stored relative to the root.
   for (int i = start; i < iTreeUsed; ++i) {
     if (aTreeStore[i] & LMP3HuffmanTree::kSub) {
@@ -178,17 +175,42 @@ int LMP3LookupTables::BuildTree(std::uint32_t const* words, std::uint8_t const* 
   return start;
 }
 
+// A leaf of a tree (see LMP3HuffmanTree).
+std::uint32_t LMP3LookupTables::Leaf(int length, std::uint8_t symbol, TreeKind kind) {
+  int taken = length;
+  std::uint32_t escapes = 0;
+  if (kind.bQuads) {
+    taken += std::popcount(static_cast<unsigned>(symbol & 15));
+  } else {
+    int const x = symbol >> 4;
+    int const y = symbol & 15;
+    taken += (x != 0) + (y != 0);
+    if (kind.iLinBits > 0) {
+      if (x == 15) {
+        escapes |= LMP3HuffmanTree::kEscapeX;
+        taken += kind.iLinBits;
+      }
+      if (y == 15) {
+        escapes |= LMP3HuffmanTree::kEscapeY;
+        taken += kind.iLinBits;
+      }
+    }
+  }
+  return static_cast<std::uint32_t>(taken) | static_cast<std::uint32_t>(length << LMP3HuffmanTree::kLengthShift) |
+         static_cast<std::uint32_t>(symbol << LMP3HuffmanTree::kSymbolShift) | escapes;
+}
+
 // One level of a tree: the words that begin with `prefix` (prefixBits long), looked up
-// by their next `levelBits` bits. A leaf holds the bits it still takes (<< 8) and the
-// symbol; longer words get a level of their own.
+// by their next `levelBits` bits. Longer words get a level of their own.
 int LMP3LookupTables::BuildLevel(std::uint32_t const* words, std::uint8_t const* symbols, int count,
-                                 std::uint32_t prefix, int prefixBits, int levelBits) {
+                                 std::uint32_t prefix, int prefixBits, int levelBits, TreeKind kind) {
   int const size = 1 << levelBits;
   int const at = iTreeUsed;
   if (at + size > kTreeEntries) std::abort();  // the sizes are fixed: cannot happen once built right
   iTreeUsed += size;
-  for (int i = 0; i < size; ++i) aTreeStore[at + i] = (1u << 8);  // not reached by a complete code
-  int longest[256] = {};
+  // Not reached by a complete code: one bit of nothing.
+  for (int i = 0; i < size; ++i) aTreeStore[at + i] = Leaf(1, 0, kind);
+  int longest[1 << 10] = {};
   for (int c = 0; c < count; ++c) {
     int const len = static_cast<int>(words[c] >> 24);
     std::uint32_t const word = words[c] & 0xFFFFFF;
@@ -198,7 +220,7 @@ int LMP3LookupTables::BuildLevel(std::uint32_t const* words, std::uint8_t const*
     if (rest <= levelBits) {
       int const first = static_cast<int>(tail << (levelBits - rest));
       for (int i = 0; i < (1 << (levelBits - rest)); ++i) {
-        aTreeStore[at + first + i] = static_cast<std::uint32_t>(rest << 8) | symbols[c];
+        aTreeStore[at + first + i] = Leaf(len, symbols[c], kind);
       }
     } else {
       int const index = static_cast<int>(tail >> (rest - levelBits));
@@ -209,7 +231,7 @@ int LMP3LookupTables::BuildLevel(std::uint32_t const* words, std::uint8_t const*
     if (longest[index] == 0) continue;
     int const bits = longest[index] < 8 ? longest[index] : 8;
     int const sub = BuildLevel(words, symbols, count, (prefix << levelBits) | static_cast<std::uint32_t>(index),
-                               prefixBits + levelBits, bits);
+                               prefixBits + levelBits, bits, kind);
     aTreeStore[at + index] = LMP3HuffmanTree::kSub | (static_cast<std::uint32_t>(bits) << 16) |
                              static_cast<std::uint32_t>(sub);
   }

@@ -27,9 +27,21 @@ struct LMP3BandEdges {
 LMP3BandEdges const& LMP3Bands(int rateTableIndex);
 
 // A decoding table for one set of code words: entries indexed by the next few bits of
-// the stream. An entry with kSub set points at a further table for the bits after.
+// the stream. An entry with kSub set points at a further table for the bits after:
+// its offset from the first table in the low 16 bits, the further table's index bits
+// above. Other entries are leaves: in the low bits (kTakenMask) all the bits the
+// symbol takes, its word with the sign bits after it and, in a table with linbits,
+// the linbits of each 15; the word's own length at kLengthShift; the symbol at
+// kSymbolShift (x << 4 | y of a pair, the four bits of a quadruple); and kEscapeX /
+// kEscapeY where a value of 15 takes linbits. A pair's length is then one mask away,
+// which is what the decoding waits on from one pair to the next.
 struct LMP3HuffmanTree {
   static constexpr std::uint32_t kSub = 0x80000000u;
+  static constexpr std::uint32_t kTakenMask = 63;
+  static constexpr int kLengthShift = 6;
+  static constexpr int kSymbolShift = 11;
+  static constexpr std::uint32_t kEscapeX = 1u << 19;
+  static constexpr std::uint32_t kEscapeY = 1u << 20;
   std::uint32_t const* pEntries = nullptr;
   int iRootBits = 0;
   int iLinBits = 0;
@@ -44,16 +56,6 @@ class LMP3LookupTables {
   static constexpr int kPowCount = 8207;
   float aPow43[kPowCount];
 
-  // The IMDCT windows of block types 0 (normal), 1 (start) and 3 (stop), 36 points.
-  float aWindowLong[4][36];
-  // The 12-point window of each short block.
-  float aWindowShort[12];
-  // The 18 long outputs that are not mirror images of others: y[9 + n], n = 0..17,
-  // is the sum of X[k] * aImdctLong[k][n].
-  float aImdctLong[18][18];
-  // Short blocks: y[3 + n] of a 12-point IMDCT for n = 0..5 is the sum of
-  // X[k] * aImdctShort[k][n].
-  float aImdctShort[6][6];
   // Alias reduction butterflies.
   float aAliasCs[8];
   float aAliasCa[8];
@@ -72,6 +74,13 @@ class LMP3LookupTables {
   // Multipliers of the fast 32-point cosine transform.
   float aDct32[31];
 
+  // Short blocks are stored band by band and window by window; the IMDCT wants each
+  // sub-band's three windows of six lines together. Where stream line i goes, by rate
+  // table index and whether the block is mixed (the first 36 lines are then long and
+  // stay), or kDropLine for lines of a mixed block that belong to no band.
+  static constexpr std::uint16_t kDropLine = 0xFFFF;
+  std::uint16_t aShortOrder[9][2][576];
+
   // Decoding trees of the pair tables 0..31 (empty for unused numbers) and of the two
   // quadruple tables (32: table A, 33: table B).
   LMP3HuffmanTree aTrees[34];
@@ -79,12 +88,18 @@ class LMP3LookupTables {
  private:
   LMP3LookupTables();
   void InitTables();
-  static constexpr int kTreeEntries = 16384;
+  static constexpr int kTreeEntries = 32768;  // some 30000 used
   std::uint32_t aTreeStore[kTreeEntries];
   int iTreeUsed = 0;
-  int BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits);
+  // A tree of pairs with the given linbits, or of quadruples.
+  struct TreeKind {
+    bool bQuads;
+    int iLinBits;
+  };
+  static std::uint32_t Leaf(int length, std::uint8_t symbol, TreeKind kind);
+  int BuildTree(std::uint32_t const* words, std::uint8_t const* symbols, int count, int rootBits, TreeKind kind);
   int BuildLevel(std::uint32_t const* words, std::uint8_t const* symbols, int count, std::uint32_t prefix,
-                 int prefixBits, int levelBits);
+                 int prefixBits, int levelBits, TreeKind kind);
 };
 
 // The synthesis window as integers in units of 2^-16: entry i of the 512-point

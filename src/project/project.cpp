@@ -250,6 +250,19 @@ void TDProject::AddBookmark(const LTimeLineBookmark& bookmark) {
   Bookmarks.push_front(bookmark);
 }
 
+LTimeLineBookmark* TDProject::FindBookmark(LSoundTime position) {
+  for (LTimeLineBookmark& b : Bookmarks) {
+    if (b.iPosition == position) return &b;
+  }
+  return nullptr;
+}
+
+bool TDProject::RemoveBookmark(LSoundTime position) {
+  auto const before = Bookmarks.size();
+  Bookmarks.remove_if([position](const LTimeLineBookmark& b) { return b.iPosition == position; });
+  return Bookmarks.size() != before;
+}
+
 bool TDProject::CreateAudioRecordName(int track, std::string& out) const {
   return CreateAudioRecordName(track, LocalNow(), out);
 }

@@ -175,6 +175,9 @@ class TDProject {
   // Bookmarks are kept newest first.
   void AddBookmark(const LTimeLineBookmark& bookmark);
   const std::list<LTimeLineBookmark>& GetBookmarks() const { return Bookmarks; }
+  // The bookmark at exactly `position`, or null.
+  LTimeLineBookmark* FindBookmark(LSoundTime position);
+  bool RemoveBookmark(LSoundTime position);
   void ClearBookmarks() { Bookmarks.clear(); }
 
   // Names of new recordings, from the track number, the local time and (for the

@@ -67,6 +67,7 @@ const char kUsage[] =
     "                         last clip heard\n"
     "      --rate N           export at N frames a second (default: IN's)\n"
     "      --channels N       export N channels (default: IN's)\n"
+    "      --selection A-B    of a project, only the stretch from A to B seconds\n"
     "  Headerless input (.raw, .pcm) takes --raw RATE,CHANNELS,CODEC[,OFFSET]; CODEC is\n"
     "  u8, s8, s16le, s16be, s24le, s24be, s32le, s32be, f32le, f32be, f64le, f64be, ulaw\n"
     "  or alaw. The same names choose a .raw output's body with --raw-codec.\n"
@@ -168,7 +169,25 @@ struct Options {
   bool hasRawCodec = false;
   int rawCodec = LRawCodec::PCM16LE;
   std::string device;
+  // --selection FROM-TO, in ms; to < 0 when not given.
+  LSoundTime selectionFrom = 0, selectionTo = -1;
 };
+
+// "12.5-20": two times in seconds, the second after the first.
+bool ParseSelection(const std::string& v, LSoundTime& from, LSoundTime& to) {
+  std::size_t const dash = v.find('-', 1);
+  if (dash == std::string::npos) return false;
+  char* end = nullptr;
+  std::string const a = v.substr(0, dash), b = v.substr(dash + 1);
+  double const f = std::strtod(a.c_str(), &end);
+  if (a.empty() || *end != '\0') return false;
+  double const t = std::strtod(b.c_str(), &end);
+  if (b.empty() || *end != '\0') return false;
+  if (!(f >= 0) || !(t > f) || t > 24.0 * 3600) return false;
+  from = static_cast<LSoundTime>(f * 1000 + 0.5);
+  to = static_cast<LSoundTime>(t * 1000 + 0.5);
+  return to > from;
+}
 
 // Parses what follows the command; false with a message on `err` for anything wrong.
 bool ParseOptions(const std::vector<std::string>& args, std::size_t from, Options& o, std::FILE* err) {
@@ -223,6 +242,12 @@ bool ParseOptions(const std::vector<std::string>& args, std::size_t from, Option
     } else if (a == "--device") {
       if (!value(v)) return false;
       o.device = v;
+    } else if (a == "--selection") {
+      if (!value(v)) return false;
+      if (!ParseSelection(v, o.selectionFrom, o.selectionTo)) {
+        std::fprintf(err, "tandrel-cli: --selection takes FROM-TO in seconds, FROM before TO, not '%s'\n", v.c_str());
+        return false;
+      }
     } else if (a.size() > 1 && a[0] == '-') {
       std::fprintf(err, "tandrel-cli: unknown option '%s'. Try 'tandrel-cli --help'.\n", a.c_str());
       return false;
@@ -592,6 +617,10 @@ int CmdExport(const Options& o, std::FILE* err, LProcessInterface& progress) {
   const std::string& outPath = o.positional[1];
   const std::string ext = ExtensionOf(outPath);
   const bool isProject = ExtensionOf(in) == ".tdpj";
+  if (!isProject && o.selectionTo >= 0) {
+    std::fprintf(err, "tandrel-cli: --selection is for a project's mix; a file exports whole\n");
+    return kExitUsage;
+  }
   if (isProject && o.channels != 0 && o.channels != 2) {
     std::fprintf(err, "tandrel-cli: a project exports in stereo; --channels is for files\n");
     return kExitUsage;
@@ -612,6 +641,17 @@ int CmdExport(const Options& o, std::FILE* err, LProcessInterface& progress) {
     job.pProject = &project;
     job.szPath = outPath;
     job.iSampleRate = o.rate;
+    if (o.selectionTo >= 0) {
+      // A stretch wholly past the project's end would export nothing but silence.
+      if (o.selectionFrom >= project.GetEnd()) {
+        std::fprintf(err, "tandrel-cli: the selection starts after the project's end, at %.3f s\n",
+                     project.GetEnd() / 1000.0);
+        return kExitFailed;
+      }
+      project.WorkRegion.Set(o.selectionFrom, o.selectionTo);
+      project.WorkRegion.ClampToLimits();
+      job.bSelectionOnly = true;
+    }
     result = Process(face, job);
   } else {
     LSoundSource source;

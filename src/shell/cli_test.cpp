@@ -412,6 +412,21 @@ TEST_F(CliExportTest, AProjectExportsItsMix) {
     ASSERT_NEAR(all[static_cast<std::size_t>(2 * f)], want, 1.0f / 16384) << f;
   }
   EXPECT_EQ(Cli({"export", song, Scratch("x.wav"), "--channels", "1"}).code, 2);
+  // A stretch of it: 0.75 s to 1 s is frames 6000 to 8000 of the mix.
+  r = Cli({"export", song, Scratch("part.wav"), "--selection", "0.75-1"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  std::vector<float> const part = ReadAll(LWaveFile::OpenSource(Scratch("part.wav")));
+  ASSERT_EQ(part.size(), 2u * 2000u);
+  for (int f = 0; f < 2000; ++f) {
+    ASSERT_NEAR(part[static_cast<std::size_t>(2 * f)], all[static_cast<std::size_t>(2 * (f + 6000))], 1.0f / 16384) << f;
+  }
+  for (char const* bad : {"1-0.5", "x-2", "3", "-1-2"}) {
+    EXPECT_EQ(Cli({"export", song, Scratch("bad.wav"), "--selection", bad}).code, 2) << bad;
+  }
+  EXPECT_EQ(Cli({"export", Scratch("a.wav"), Scratch("bad.wav"), "--selection", "0-1"}).code, 2);
+  EXPECT_NE(Cli({"export", song, Scratch("late.wav"), "--selection", "9999-10000"}).code, 0);
+  EXPECT_FALSE(std::filesystem::exists(Scratch("bad.wav")));
+  EXPECT_FALSE(std::filesystem::exists(Scratch("late.wav")));
   // An empty project gives an empty file with a valid header.
   ASSERT_EQ(Cli({"new", Scratch("empty.tdpj")}).code, 0);
   ASSERT_EQ(Cli({"export", Scratch("empty.tdpj"), Scratch("empty.wav")}).code, 0);

@@ -92,6 +92,16 @@ enum TDCommand : int {
   CM_SCRUB_FAST_FORWARD_END,
   CM_LOOP_PLAY_TOGGLE,
 
+  // Bookmarks on the time line.
+  CM_BOOKMARK_ADD = 2301,
+  CM_GOTO_NEXT_BOOKMARK,
+  CM_GOTO_PREV_BOOKMARK,
+  // The working region: what plays in a loop.
+  CM_LOOP_ADD,
+  CM_SELECT_LOOP_AREA_START,
+  CM_SELECT_LOOP_AREA_END,
+  CM_DESELECT_LOOP_AREA,
+
   CM_TAKE_FIRST = 20001,
   CM_TAKE_LAST = 20999,
 };

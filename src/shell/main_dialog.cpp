@@ -172,6 +172,13 @@ bool MainDialog::Command(int id, int notifyCode) {
     case CM_SCRUB_FAST_FORWARD_BEGIN: CmScrubFastForwardBegin(); return true;
     case CM_SCRUB_FAST_FORWARD_END: CmScrubFastForwardEnd(); return true;
     case CM_LOOP_PLAY_TOGGLE: CmLoopPlayToggle(); return true;
+    case CM_BOOKMARK_ADD: CmBookmarkAdd(); return true;
+    case CM_GOTO_NEXT_BOOKMARK: CmGotoNextBookMark(); return true;
+    case CM_GOTO_PREV_BOOKMARK: CmGotoPrevBookMark(); return true;
+    case CM_LOOP_ADD: CmLoopAdd(); return true;
+    case CM_SELECT_LOOP_AREA_START: CmSelectLoopAreaStart(); return true;
+    case CM_SELECT_LOOP_AREA_END: CmSelectLoopAreaEnd(); return true;
+    case CM_DESELECT_LOOP_AREA: CmDeselectLoopArea(); return true;
     case CM_CLIP_DELETE: CmClipDelete(); return true;
     case CM_CLIP_SPLIT: CmClipSplit(); return true;
     case CM_CLIP_JOIN: CmClipJoin(); return true;

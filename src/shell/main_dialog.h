@@ -217,10 +217,34 @@ class MainDialog : public TDProjectNotify, public LSoundPlayerNotify {
   // Files dropped onto the window: a project opens, anything else becomes clips
   // one after another on the current track; nothing while recording.
   void EvDropFiles(const std::vector<std::string>& paths);
-  // Ctrl+E: asks where, then exports the project's mix there (main_dialog_export.cpp).
+  // The working region, the stretch that plays in a loop (main_dialog_timeline.cpp):
+  // from the selected stretch, from or to the cursor, or dragged on the ruler.
+  // A region of no length is none. Playback takes the new region at once.
+  void CmLoopAdd();
+  void CmSelectLoopAreaStart();
+  void CmSelectLoopAreaEnd();
+  void CmDeselectLoopArea();
+  void SetWorkRegion(LSoundTime start, LSoundTime end);
+
+  // Bookmarks (main_dialog_timeline.cpp). Adding puts one at the cursor, named
+  // after its number, unless one stands there already; the cursor jumps to the
+  // nearest one after or before it. Bookmarks are no undo step: they mark where
+  // to go, not what the project sounds like, but the project must be saved.
+  void CmBookmarkAdd();
+  void CmGotoNextBookMark();
+  void CmGotoPrevBookMark();
+  bool CmBookmarkRename(LSoundTime position, const std::string& name);
+  bool CmBookmarkMove(LSoundTime position, LSoundTime to);
+  bool CmBookmarkDelete(LSoundTime position);
+
+  // Ctrl+E: the export form (where, which format and its settings, the selection
+  // or the whole), then the project's mix goes there (main_dialog_export.cpp).
   void CmProjectExport();
+  // The form's OK: the target made whole, an existing file only overwritten when
+  // the user says so, a folder that takes no file refused; the choices remembered.
+  std::optional<std::string> ExportOptionsOk(TDExportOptions& options);
   // The export itself, under a progress window; a failure is said and leaves no file.
-  bool ExportProjectTo(const std::string& path);
+  bool ExportProjectTo(const std::string& path, bool selectionOnly = false);
   // ---- The transport (main_dialog_transport.cpp) ----
   //
   // While recording none of these act (the recording has its own stop), and they

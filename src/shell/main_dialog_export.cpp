@@ -1,61 +1,107 @@
 // Files in and out through the window: exporting the project's mix to a file the
-// user names (its extension picks the format, the job runs under a progress
-// window), and files dropped onto the window.
+// user names in the export form (the format, its settings and how much of the
+// project; the job runs under a progress window), and files dropped onto the
+// window.
 #include <algorithm>
 #include <filesystem>
 
 #include "shell/export.h"
 #include "shell/gen_sink_open.h"
+#include "shell/gen_source_open.h"
 #include "shell/main_dialog.h"
-
-namespace {
-
-// "WAV files (*.wav);;MP3 files (*.mp3);;..." for every format this machine can write.
-std::string ExportFilter() {
-  std::string filter;
-  for (std::string const& ext : LGenSinkGetExtensions(false)) {
-    std::string upper = ext.substr(1);
-    for (char& c : upper) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    if (!filter.empty()) filter += ";;";
-    filter += upper + " files (*" + ext + ")";
-  }
-  return filter;
-}
-
-}  // namespace
 
 void MainDialog::CmProjectExport() {
   if (Engine.IsRecording()) return;
-  std::string name = Project.szFilePath.empty() || Project.szFilePath == DefaultProjectPath()
-                         ? std::string("Default Project")
-                         : std::filesystem::path(Project.szFilePath).stem().string();
-  std::string const path = View.AskSaveFile("Export Project", ExportFilter(), ProjectsFolder(), name + ".wav");
-  if (path.empty()) return;
-  ExportProjectTo(path);
+  if (Project.Clips.IsEmpty()) {
+    View.Alert("Your project does not contains any clips, please load some clips and try again.", "");
+    return;
+  }
+  std::string const name = Project.szFilePath.empty() || Project.szFilePath == DefaultProjectPath()
+                               ? std::string("Default Project")
+                               : std::filesystem::path(Project.szFilePath).stem().string();
+  TDExportOptions options = TDExportOptionsDefaults(ProjectsFolder(), name);
+  options.bHasSelection = !Project.WorkRegion.IsEmpty();
+  if (!View.AskExportOptions(options, [this](TDExportOptions& o) { return ExportOptionsOk(o); })) return;
+
+  // A missing encoder is said with the package that brings it, before any mixing.
+  struct Said : LProcessInterfaceVoid {
+    std::string text;
+    void SetError(char const* t) override { text = t != nullptr ? t : ""; }
+  } said;
+  if (!LGenSinkIsSupported(options.szExtension, said)) {
+    View.InfoBar("Could not find a component to export project to a file.");
+    if (!said.text.empty()) View.Alert(said.text, "");
+    return;
+  }
+  ExportProjectTo(options.szPath, options.bSelectionOnly && options.bHasSelection);
 }
 
-bool MainDialog::ExportProjectTo(const std::string& path) {
+std::optional<std::string> MainDialog::ExportOptionsOk(TDExportOptions& options) {
+  TDExportOptionsNormalise(options);
+  std::filesystem::path const target(options.szPath);
+  std::error_code ec;
+  if (options.szPath.empty() || target.filename().empty() || target.stem().empty() ||
+      std::filesystem::is_directory(target, ec)) {
+    return std::string(TDExportInvalidNameText);
+  }
+  if (std::filesystem::exists(target, ec)) {
+    int const answer = View.Ask(
+        "The file path you are exporting to already exists. Would you like to overwrite the existing file?",
+        "File Already Exists", {"Overwrite", "Cancel"});
+    if (answer != 0) return std::string();
+  }
+  if (!LProbeTargetFolder(options.szPath)) return std::string(TDExportInvalidNameText);
+  TDExportOptionsStore(options);
+  return std::nullopt;
+}
+
+bool MainDialog::ExportProjectTo(const std::string& path, bool selectionOnly) {
   Engine.Stop();
+  // The mix is written beside the target under a passing name and takes the
+  // target's name only when complete, so a failed or stopped export never costs
+  // the user a file that was there before. A podcast feed names its MP3 after the
+  // feed, so it is written in place.
+  std::filesystem::path const target(path);
+  bool const inPlace = TDLowerExtension(path) == ".rss";
+  std::string const writing =
+      inPlace ? path
+              : (target.parent_path() / ("." + target.stem().string() + ".exporting" + target.extension().string()))
+                    .string();
   TDExportProjectNormal job;
   job.pProject = &Project;
-  job.szPath = path;
+  job.szPath = writing;
+  job.bSelectionOnly = selectionOnly;
   bool said = false;
-  LProcessResult const result = View.RunModalJob("Exporting audio", [&](LProcessInterface& pi) {
+  LProcessResult result = View.RunModalJob("Exporting audio", [&](LProcessInterface& pi) {
     struct Face : LProcessInterfaceNested {
       using LProcessInterfaceNested::LProcessInterfaceNested;
       bool* said = nullptr;
+      std::string const* writing = nullptr;
+      std::string const* target = nullptr;
       void SetError(char const* text) override {
-        if (text != nullptr && *text != '\0') *said = true;
-        LProcessInterfaceNested::SetError(text);
+        if (text == nullptr || *text == '\0') return LProcessInterfaceNested::SetError(text);
+        *said = true;
+        // The user knows the file by the name they gave.
+        std::string t = text;
+        for (std::size_t at = t.find(*writing); at != std::string::npos; at = t.find(*writing, at + target->size())) {
+          t.replace(at, writing->size(), *target);
+        }
+        LProcessInterfaceNested::SetError(t.c_str());
       }
     } face(pi);
     face.said = &said;
+    face.writing = &writing;
+    face.target = &path;
     return Process(face, job);
   });
+  std::error_code ec;
+  if (result == LProcessFinished && !inPlace) {
+    std::filesystem::rename(writing, target, ec);
+    if (ec) result = LProcessFailed;
+  }
   if (result == LProcessFinished) return true;
   // No half-made file stays behind to be mistaken for an export.
-  std::error_code ignored;
-  std::filesystem::remove(path, ignored);
+  std::filesystem::remove(writing, ec);
   if (result == LProcessFailed && !said) View.Alert(TDExportFailedText(path), "");
   return false;
 }

@@ -94,6 +94,36 @@ struct FakeView : TDMainWindowView {
   std::vector<std::string> jobErrors;
   bool stopNextJob = false;
 
+  // The export form: each scripted edit is applied to the options, then OK is
+  // pressed until `accept` closes the form; no edits left means Cancel.
+  bool AskExportOptions(TDExportOptions& options, const ExportAccept& accept) override {
+    exportForms.push_back(options);
+    while (!exportEdits.empty()) {
+      TDExportOptions edited = options;
+      exportEdits.front()(edited);
+      exportEdits.pop_front();
+      std::optional<std::string> const said = accept(edited);
+      if (!said) {
+        options = edited;
+        return true;
+      }
+      exportFormTexts.push_back(*said);
+    }
+    return false;
+  }
+  std::deque<std::function<void(TDExportOptions&)>> exportEdits;
+  std::vector<TDExportOptions> exportForms;
+  std::vector<std::string> exportFormTexts;
+  // Format settings forms: the edit to make, or none to cancel.
+  bool EditFormatSettings(LFormatSettingsModel& model) override {
+    settingsTitles.push_back(model.szTitle);
+    if (!settingsEdit) return false;
+    settingsEdit(model);
+    return true;
+  }
+  std::function<void(LFormatSettingsModel&)> settingsEdit;
+  std::vector<std::string> settingsTitles;
+
   std::string LastAlert() const { return alerts.empty() ? std::string() : alerts.back().text; }
 };
 

@@ -1,14 +1,17 @@
 #pragma once
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "foundation/main_thread_queue.h"
 #include "foundation/process_interface.h"
+#include "shell/export_options.h"
+#include "shell/format_settings.h"
 
 // What the controller needs from the windows. The Qt layer implements it; tests
 // use a scripted fake. Texts arrive finished, in the program's own words.
-class TDMainWindowView {
+class TDMainWindowView : public LFormatSettingsEditor {
  public:
   virtual ~TDMainWindowView() = default;
 
@@ -53,6 +56,13 @@ class TDMainWindowView {
                                   const std::string& name) = 0;
   virtual std::string AskOpenFile(const std::string& title, const std::string& filter,
                                   const std::string& folder) = 0;
+
+  // The export form, filled from `options`. OK asks `accept`, which may change the
+  // options (the path's extension) and answers nothing to close the form, or a
+  // text to keep it open and show beside the file name (empty: show nothing).
+  // Returns false when the user cancelled; `options` then stays as it was.
+  using ExportAccept = std::function<std::optional<std::string>(TDExportOptions&)>;
+  virtual bool AskExportOptions(TDExportOptions& options, const ExportAccept& accept) = 0;
 
   // Runs a long job under a modal progress window with a Stop button, and gives
   // the job's result (0 done, 1 stopped, 2 failed).

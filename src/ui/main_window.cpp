@@ -1,5 +1,17 @@
 #include "ui/main_window.h"
 
+#include <QStyle>
+#include <QToolBar>
+
+#include "shell/user_settings.h"
+#include "timeline/project_control.h"
+#include "timeline/time_beat_mapper.h"
+#include "timeline/track_pixel_mapping.h"
+#include "ui/export_options_dialog.h"
+#include "ui/format_settings_dialog.h"
+#include "ui/level_meter.h"
+#include "ui/navigator_strip.h"
+
 #include <QAction>
 #include <QHBoxLayout>
 #include <QApplication>
@@ -96,10 +108,29 @@ TDQtMainWindow::TDQtMainWindow(QWidget* parent) : QMainWindow(parent) {
     TimeLine.SetViewRegion(value, value + span);
   });
   column->addWidget(timeScroll);
+  navigatorHolder = new QHBoxLayout;
+  navigatorHolder->setContentsMargins(kHeaderWidth, 0, 0, 0);
+  column->addLayout(navigatorHolder);
   TimeLine.AddNotify(this);
 
   setCentralWidget(central);
   statusBar()->showMessage(tr("Ready"));
+
+  // The transport and the level of the mix stay in view above everything.
+  toolBar = addToolBar(tr("Transport"));
+  toolBar->setObjectName(QStringLiteral("transportBar"));
+  toolBar->setMovable(false);
+  toolBar->setIconSize(QSize(20, 20));
+  positionLabel = new QLabel(this);
+  positionLabel->setObjectName(QStringLiteral("positionDisplay"));
+  positionLabel->setStyleSheet(QStringLiteral(
+      "QLabel { background: #1b1d20; color: #e8f4ea; border-radius: 3px; padding: 2px 10px;"
+      " font-family: monospace; font-size: 15px; }"));
+  positionLabel->setToolTip(tr("Position: minutes:seconds and bar.beat"));
+  masterMeter = new TDLevelMeter(Qt::Horizontal, this);
+  masterMeter->setObjectName(QStringLiteral("masterMeter"));
+  masterMeter->setToolTip(tr("The level of the mix"));
+  ShowPosition(0);
 }
 
 TDQtMainWindow::~TDQtMainWindow() { TimeLine.RemoveNotify(this); }
@@ -114,7 +145,41 @@ void TDQtMainWindow::TimeLineChanged(LTimeLine& line) {
   timeScroll->setValue(line.GetViewStart());
 }
 
+void TDQtMainWindow::spntfPlay(long) {
+  bPlaying = true;
+  if (QAction* play = CommandAction(CM_PLAY_STOP)) {
+    play->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
+    play->setText(tr("&Stop"));
+  }
+}
+
+void TDQtMainWindow::spntfLevel(LDBMultiChannel<LdB<signed char>> const& levels, long) {
+  if (masterMeter) masterMeter->SetLevels(levels);
+  TDTracksDB const* tracks = TrackLevels ? TrackLevels() : nullptr;
+  if (tracks == nullptr) return;
+  int const n = std::min(TrackControlCount(), TDTracksDB::MaxTracks);
+  for (int i = 0; i < n; ++i) trackControls[static_cast<std::size_t>(i)]->Meter()->SetLevels(tracks->Tracks[i]);
+}
+
+void TDQtMainWindow::ShowPosition(LSoundTime ms) {
+  if (positionLabel == nullptr) return;
+  QString text = TDTimeRuler::TimeLabel(ms, 1);
+  if (Controller) {
+    TDProject const& project = Controller->GetProject();
+    int const perBar = std::max(1, project.iTimeSignatureBeats);
+    double const beat = std::max(0.0, LTimeBeatMapper::GetBeatFromTime(ms, project.Metronome.GetTempoChanges(), 0, 0.0));
+    long long const whole = static_cast<long long>(beat);
+    int const hundredths = static_cast<int>((beat - static_cast<double>(whole)) * 100);
+    text += QStringLiteral("   %1.%2.%3")
+                .arg(whole / perBar + 1)
+                .arg(whole % perBar + 1)
+                .arg(hundredths, 2, 10, QLatin1Char('0'));
+  }
+  positionLabel->setText(text);
+}
+
 void TDQtMainWindow::spntfTime(LSoundTime time, long) {
+  ShowPosition(time);
   if (lanesWidget == nullptr) return;
   lanesWidget->SetPlayPosition(time);
   // Keep the play cursor in view: a page on when it leaves on the right.
@@ -125,7 +190,15 @@ void TDQtMainWindow::spntfTime(LSoundTime time, long) {
 }
 
 void TDQtMainWindow::spntfStop(long) {
+  bPlaying = false;
   if (lanesWidget) lanesWidget->SetPlayPosition(-1);
+  if (masterMeter) masterMeter->Reset();
+  for (TDTrackControl* row : trackControls) row->Meter()->Reset();
+  if (QAction* play = CommandAction(CM_PLAY_STOP)) {
+    play->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
+    play->setText(tr("&Play"));
+  }
+  if (Controller) ShowPosition(Controller->GetCursorPosition());
 }
 
 void TDQtMainWindow::SyncTimeLine() {
@@ -135,6 +208,8 @@ void TDQtMainWindow::SyncTimeLine() {
   TimeLine.SetTempoChanges(project.Metronome.GetTempoChanges());
   TimeLine.SetPosition(Controller->GetCursorPosition());
   TimeLineChanged(TimeLine);
+  if (!bPlaying) ShowPosition(Controller->GetCursorPosition());
+  if (navigator) navigator->update();
 }
 
 void TDQtMainWindow::SetController(MainDialog* controller) {
@@ -145,18 +220,27 @@ void TDQtMainWindow::SetController(MainDialog* controller) {
   lanesWidget = nullptr;
   delete ruler;
   ruler = nullptr;
+  delete navigator;
+  navigator = nullptr;
   Controller = controller;
   if (Controller) {
     lanesWidget = new TDTrackArea(*Controller, TimeLine, trackHolder);
     laneHolder->addWidget(lanesWidget, 0, Qt::AlignTop);
     ruler = new TDTimeRuler(*Controller, TimeLine, this);
     rulerHolder->addWidget(ruler);
-    connect(ruler, &TDTimeRuler::CursorMoved, lanesWidget, [this] { lanesWidget->update(); });
+    connect(ruler, &TDTimeRuler::CursorMoved, lanesWidget, [this](LSoundTime ms) {
+      lanesWidget->update();
+      if (navigator) navigator->update();
+      if (!bPlaying) ShowPosition(ms);
+    });
+    navigator = new TDNavigatorStrip(*Controller, TimeLine, this);
+    navigatorHolder->addWidget(navigator);
     SyncTimeLine();
     // Start with the whole project in view.
     TimeLine.SetViewRegion(0, TimeLine.GetEnd());
   }
   BuildMenus();
+  BuildToolBar();
   RebuildTracks();
 }
 
@@ -249,9 +333,54 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(clip, tr("Delete Current Take"), CM_DELETE_ACTIVE_TAKE);
 
   QMenu* transport = menuBar()->addMenu(tr("T&ransport"));
-  AddCommand(transport, tr("&Play/Stop"), CM_PLAY_STOP, QKeySequence(Qt::Key_Space));
-  AddCommand(transport, tr("Go to &Start"), CM_GO_TO_START, QKeySequence(Qt::Key_Home));
-  AddCommand(transport, tr("Go to &End"), CM_GO_TO_END, QKeySequence(Qt::Key_End));
+  AddCommand(transport, bPlaying ? tr("&Stop") : tr("&Play"), CM_PLAY_STOP, QKeySequence(Qt::Key_Space))
+      ->setIcon(style()->standardIcon(bPlaying ? QStyle::SP_MediaStop : QStyle::SP_MediaPlay));
+  AddCommand(transport, tr("Go to &Start"), CM_GO_TO_START, QKeySequence(Qt::Key_Home))
+      ->setIcon(style()->standardIcon(QStyle::SP_MediaSkipBackward));
+  AddCommand(transport, tr("Go to &End"), CM_GO_TO_END, QKeySequence(Qt::Key_End))
+      ->setIcon(style()->standardIcon(QStyle::SP_MediaSkipForward));
+  transport->addSeparator();
+  AddCommand(transport, tr("&Loop the Selection"), CM_LOOP_ADD, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L));
+  AddCommand(transport, tr("Loop &Starts at Cursor"), CM_SELECT_LOOP_AREA_START, QKeySequence(Qt::Key_BracketLeft));
+  AddCommand(transport, tr("Loop E&nds at Cursor"), CM_SELECT_LOOP_AREA_END, QKeySequence(Qt::Key_BracketRight));
+  AddCommand(transport, tr("&Clear Loop"), CM_DESELECT_LOOP_AREA);
+  transport->addSeparator();
+  AddCommand(transport, tr("Add &Bookmark at Cursor"), CM_BOOKMARK_ADD, QKeySequence(Qt::CTRL | Qt::Key_B));
+  AddCommand(transport, tr("&Next Bookmark"), CM_GOTO_NEXT_BOOKMARK, QKeySequence(Qt::CTRL | Qt::Key_Right));
+  AddCommand(transport, tr("P&revious Bookmark"), CM_GOTO_PREV_BOOKMARK, QKeySequence(Qt::CTRL | Qt::Key_Left));
+
+  QMenu* view = menuBar()->addMenu(tr("&View"));
+  auto zoomTime = [this](double factor) {
+    // About the cursor when it is in view, so what the user looks at stays put.
+    LSoundTime anchor = Controller ? Controller->GetCursorPosition() : 0;
+    if (anchor < TimeLine.GetViewStart() || anchor > TimeLine.GetViewEnd())
+      anchor = (TimeLine.GetViewStart() + TimeLine.GetViewEnd()) / 2;
+    TimeLine.SetViewRegionZoom(factor, anchor);
+  };
+  QAction* zoomIn = view->addAction(tr("Zoom &In"), this, [zoomTime] { zoomTime(0.5); });
+  zoomIn->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_Equal), QKeySequence(Qt::CTRL | Qt::Key_Plus)});
+  zoomIn->setObjectName(QStringLiteral("zoomIn"));
+  QAction* zoomOut = view->addAction(tr("Zoom &Out"), this, [zoomTime] { zoomTime(2.0); });
+  zoomOut->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Minus));
+  zoomOut->setObjectName(QStringLiteral("zoomOut"));
+  QAction* zoomAll = view->addAction(tr("&Whole Project"), this, [this] { TimeLine.SetViewRegion(0, TimeLine.GetEnd()); });
+  zoomAll->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_0));
+  zoomAll->setObjectName(QStringLiteral("zoomAll"));
+  view->addSeparator();
+  QAction* taller = view->addAction(tr("&Taller Tracks"), this, [this] { ZoomTracks(1.25); });
+  taller->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Equal));
+  taller->setObjectName(QStringLiteral("tallerTracks"));
+  QAction* shorter = view->addAction(tr("&Shorter Tracks"), this, [this] { ZoomTracks(0.8); });
+  shorter->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Minus));
+  shorter->setObjectName(QStringLiteral("shorterTracks"));
+  view->addSeparator();
+  QAction* beats = view->addAction(tr("Ruler in &Bars and Beats"));
+  beats->setCheckable(true);
+  beats->setChecked(LUserSettingGet("Settings", "TimelineMode", 0) == TDProjectControl::kTimelineModeBeats);
+  connect(beats, &QAction::toggled, this, [this](bool on) {
+    LUserSettingSet("Settings", "TimelineMode", on ? TDProjectControl::kTimelineModeBeats : 0);
+    if (ruler) ruler->update();
+  });
 
   QMenu* track = menuBar()->addMenu(tr("&Track"));
   AddCommand(track, tr("&Add Track"), CM_TRACK_ADD, QKeySequence(Qt::CTRL | Qt::Key_T));
@@ -287,6 +416,36 @@ void TDQtMainWindow::BuildMenus() {
   AddCommand(track, tr("Select &Next Track"), CM_SELECT_NEXT_TRACK, QKeySequence(Qt::ALT | Qt::Key_Down));
   AddCommand(track, tr("Select First Track"), CM_TRACK_SELECT_FIRST, QKeySequence(Qt::ALT | Qt::Key_Home));
   AddCommand(track, tr("Select Last Track"), CM_TRACK_SELECT_LAST, QKeySequence(Qt::ALT | Qt::Key_End));
+}
+
+void TDQtMainWindow::BuildToolBar() {
+  toolBar->clear();
+  if (!Controller) return;
+  for (int id : {CM_GO_TO_START, CM_PLAY_STOP, CM_GO_TO_END}) toolBar->addAction(CommandAction(id));
+  toolBar->addSeparator();
+  toolBar->addWidget(positionLabel);
+  toolBar->addSeparator();
+  toolBar->addWidget(masterMeter);
+  toolBar->addSeparator();
+  QAction* add = toolBar->addAction(style()->standardIcon(QStyle::SP_DialogOpenButton), tr("Add Clip"));
+  add->setToolTip(tr("Add a sound or video file as a clip (Ctrl+O)"));
+  connect(add, &QAction::triggered, this, [this] {
+    for (QAction* a : menuBar()->findChildren<QAction*>()) {
+      if (a->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_O)) return a->trigger();
+    }
+  });
+  toolBar->addAction(CommandAction(CM_CLIP_SPLIT));
+  toolBar->addAction(CommandAction(CM_CLIP_FADE_IN));
+  toolBar->addAction(CommandAction(CM_CLIP_FADE_OUT));
+  toolBar->addSeparator();
+  QAction* exportAction = CommandAction(CM_PROJECT_EXPORT);
+  exportAction->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
+  toolBar->addAction(exportAction);
+}
+
+void TDQtMainWindow::ZoomTracks(double factor) {
+  TDTrackPixelMapping::dZoomFactorV = std::clamp(TDTrackPixelMapping::dZoomFactorV * factor, 1.0, 4.0);
+  RebuildTracks();
 }
 
 QAction* TDQtMainWindow::CommandAction(int id) const {
@@ -393,6 +552,7 @@ void TDQtMainWindow::UIProjectStateApply() {
 // the rows and the time line follow before the lanes are drawn again.
 void TDQtMainWindow::UIClipsApply() {
   RebuildTracks();
+  if (navigator) navigator->update();
   if (lanesWidget) lanesWidget->update();
   if (ruler) ruler->update();
 }
@@ -419,6 +579,19 @@ LProcessResult TDQtMainWindow::RunModalJob(const std::string& title,
   LProcessResult const result = job(progress);
   if (result == LProcessFailed && !progress.GetError().empty()) Alert(progress.GetError(), "");
   return result;
+}
+
+bool TDQtMainWindow::AskExportOptions(TDExportOptions& options, const ExportAccept& accept) {
+  TDExportOptionsDlg form(options, accept, *this, this);
+  if (form.exec() != QDialog::Accepted) return false;
+  options = form.Options();
+  return true;
+}
+
+bool TDQtMainWindow::EditFormatSettings(LFormatSettingsModel& model) {
+  QWidget* parent = QApplication::activeModalWidget();
+  TDFormatSettingsDialog form(model, parent != nullptr ? parent : this);
+  return form.exec() == QDialog::Accepted;
 }
 
 void TDQtMainWindow::dragEnterEvent(QDragEnterEvent* event) {

@@ -5,6 +5,7 @@
 
 #include "shell/main_window_view.h"
 #include "sound/sound_player.h"
+#include "sound/tracks_db.h"
 #include "timeline/time_line.h"
 
 class MainDialog;
@@ -13,7 +14,10 @@ class QLabel;
 class QVBoxLayout;
 class QScrollArea;
 class QScrollBar;
+class QToolBar;
 class QHBoxLayout;
+class TDLevelMeter;
+class TDNavigatorStrip;
 class TDTimeRuler;
 class TDTrackArea;
 class TDTrackControl;
@@ -26,6 +30,10 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   explicit TDQtMainWindow(QWidget* parent = nullptr);
   ~TDQtMainWindow() override;
 
+  // Where the levels of the tracks come from while playing: the latest due, or
+  // null. Asked at each level tick of the mix.
+  void SetTrackLevelSource(std::function<TDTracksDB const*()> source) { TrackLevels = std::move(source); }
+
   // Connects the window to its controller; the menus and tracks appear then.
   void SetController(MainDialog* controller);
 
@@ -35,12 +43,17 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   QString InfoBarText() const;
   TDTrackArea* TrackArea() const { return lanesWidget; }
   TDTimeRuler* Ruler() const { return ruler; }
+  TDNavigatorStrip* Navigator() const { return navigator; }
+  TDLevelMeter* MasterMeter() const { return masterMeter; }
+  QLabel* PositionDisplay() const { return positionLabel; }
   LTimeLine& GetTimeLine() { return TimeLine; }
 
   void TimeLineChanged(LTimeLine& line) override;
   // The transport's news, on the main thread: the play cursor follows.
+  void spntfPlay(long) override;
   void spntfTime(LSoundTime time, long) override;
   void spntfStop(long) override;
+  void spntfLevel(LDBMultiChannel<LdB<signed char>> const& levels, long) override;
 
   // TDMainWindowView
   void Alert(const std::string& text, const std::string& caption) override;
@@ -62,6 +75,8 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   std::string AskOpenFile(const std::string& title, const std::string& filter, const std::string& folder) override;
   LProcessResult RunModalJob(const std::string& title,
                              const std::function<LProcessResult(LProcessInterface&)>& job) override;
+  bool AskExportOptions(TDExportOptions& options, const ExportAccept& accept) override;
+  bool EditFormatSettings(LFormatSettingsModel& model) override;
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -70,6 +85,11 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
 
  private:
   void BuildMenus();
+  void BuildToolBar();
+  // The position display: the play position while playing, else the cursor.
+  void ShowPosition(LSoundTime ms);
+  // Vertical zoom of every track by `factor` (1 is the smallest).
+  void ZoomTracks(double factor);
   QAction* AddCommand(QMenu* menu, const QString& text, int id, const QKeySequence& key = {});
   void RebuildTracks();
   // The time line takes the project's end, tempo and cursor.
@@ -82,6 +102,7 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   QWidget* rulerCorner;
   QWidget* rulerScrollGap;
   QHBoxLayout* rulerHolder;
+  QHBoxLayout* navigatorHolder;
   QVBoxLayout* laneHolder;
   QScrollBar* timeScroll;
 
@@ -90,6 +111,12 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   QWidget* trackHolder;
   QVBoxLayout* trackLayout;
   QLabel* infoBar;
+  QLabel* positionLabel = nullptr;
+  TDLevelMeter* masterMeter = nullptr;
+  TDNavigatorStrip* navigator = nullptr;
+  QToolBar* toolBar = nullptr;
+  bool bPlaying = false;
+  std::function<TDTracksDB const*()> TrackLevels;
   std::vector<TDTrackControl*> trackControls;
   std::map<int, QAction*> commandActions;
 };

@@ -13,7 +13,17 @@
 #include "shell/user_settings.h"
 #include "ui/main_window.h"
 #include "ui/qt_main_loop.h"
+#include "ui/level_meter.h"
+#include "ui/navigator_strip.h"
+#include "ui/time_ruler.h"
+#include "ui/track_area.h"
 #include "ui/track_control.h"
+#include <QImage>
+#include <QInputDialog>
+#include <QLabel>
+#include <QTimer>
+#include <QToolBar>
+#include "timeline/track_pixel_mapping.h"
 
 namespace {
 
@@ -79,6 +89,131 @@ TEST_F(MainWindowTest, TrackRowControlsDriveTheController) {
   row->NameEdit()->setText(QStringLiteral("Lead Vocal"));
   emit row->NameEdit()->editingFinished();
   EXPECT_EQ(controller.GetProject().Tracks.GetTrack(2)->GetName(), "Lead Vocal");
+}
+
+TEST_F(MainWindowTest, TheTransportBarShowsWhereAndHowLoudAndTheViewMenuZooms) {
+  window.resize(1200, 700);
+  window.show();
+  QApplication::processEvents();
+  auto* bar = window.findChild<QToolBar*>(QStringLiteral("transportBar"));
+  ASSERT_NE(bar, nullptr);
+  EXPECT_TRUE(bar->actions().contains(window.CommandAction(CM_PLAY_STOP)));
+  EXPECT_TRUE(bar->actions().contains(window.CommandAction(CM_PROJECT_EXPORT)));
+
+  // A click on the ruler moves the cursor and the display: 2.5 s at 120 BPM in 4/4
+  // is the second beat of bar 2.
+  window.GetTimeLine().SetViewRegion(0, 10000);
+  TDPixelSoundTimeMapper const map = window.TrackArea()->Mapper();
+  QTest::mouseClick(window.Ruler(), Qt::LeftButton, Qt::NoModifier, QPoint(map.MapSoundTimeToPixel(2500), 20));
+  LSoundTime const at = controller.GetCursorPosition();
+  ASSERT_NEAR(at, 2500, map.GetMSPerPixel());
+  EXPECT_TRUE(window.PositionDisplay()->text().startsWith(TDTimeRuler::TimeLabel(at, 1)))
+      << window.PositionDisplay()->text().toStdString();
+  EXPECT_TRUE(window.PositionDisplay()->text().contains(QStringLiteral("2.2."))) << window.PositionDisplay()->text().toStdString();
+  // While playing it follows the play position instead; a stop brings the cursor back.
+  window.spntfPlay(0);
+  EXPECT_EQ(window.CommandAction(CM_PLAY_STOP)->text(), QStringLiteral("&Stop"));
+  window.spntfTime(61000, 0);
+  EXPECT_TRUE(window.PositionDisplay()->text().startsWith(QStringLiteral("1:01.000")));
+  LDBMultiChannel<LdB<signed char>> loud(2);
+  loud[0] = LdB<signed char>(-1);
+  loud[1] = LdB<signed char>(-20);
+  // The tracks' levels come with the mix's tick; only track 3 sounds here.
+  auto tracks = std::make_unique<TDTracksDB>();
+  for (auto& t : tracks->Tracks) {
+    t.SetChannels(2);
+    t.SetAll(LdB<signed char>::Silence);
+  }
+  tracks->Tracks[2][0] = LdB<signed char>(-6);
+  tracks->Tracks[2][1] = LdB<signed char>(-9);
+  window.SetTrackLevelSource([&] { return tracks.get(); });
+  window.spntfLevel(loud, 0);
+  EXPECT_FLOAT_EQ(window.TrackControlAt(2)->Meter()->Shown(0), -6.0f);
+  EXPECT_FLOAT_EQ(window.TrackControlAt(2)->Meter()->Shown(1), -9.0f);
+  EXPECT_LE(window.TrackControlAt(1)->Meter()->Shown(0), TDLevelMeter::kFloorDB);
+  EXPECT_FLOAT_EQ(window.MasterMeter()->Shown(0), -1.0f);
+  EXPECT_FLOAT_EQ(window.MasterMeter()->Shown(1), -20.0f);
+  QImage const lit = window.MasterMeter()->grab().toImage();
+  int red = 0;
+  for (int x = 0; x < lit.width(); ++x) red += lit.pixelColor(x, 3) == QColor(231, 76, 60) ? 1 : 0;
+  EXPECT_GT(red, 0) << "a level near 0 dB shows red";
+  window.spntfStop(0);
+  EXPECT_EQ(window.CommandAction(CM_PLAY_STOP)->text(), QStringLiteral("&Play"));
+  EXPECT_LE(window.MasterMeter()->Shown(0), TDLevelMeter::kFloorDB);
+  EXPECT_LE(window.TrackControlAt(2)->Meter()->Shown(0), TDLevelMeter::kFloorDB);
+  window.SetTrackLevelSource(nullptr);
+  EXPECT_TRUE(window.PositionDisplay()->text().startsWith(TDTimeRuler::TimeLabel(at, 1)));
+
+  // The View menu: zoom in halves what the lanes show, about the cursor; taller
+  // tracks make every row taller.
+  auto action = [&](const char* name) { return window.findChild<QAction*>(QString::fromLatin1(name)); };
+  window.GetTimeLine().SetViewRegion(0, 10000);  // the play had scrolled on to 1:01
+  action("zoomIn")->trigger();
+  EXPECT_EQ(window.GetTimeLine().GetViewEnd() - window.GetTimeLine().GetViewStart(), 5000);
+  EXPECT_LE(window.GetTimeLine().GetViewStart(), at);
+  EXPECT_GE(window.GetTimeLine().GetViewEnd(), at);
+  action("zoomAll")->trigger();
+  EXPECT_EQ(window.GetTimeLine().GetViewStart(), 0);
+  EXPECT_EQ(window.GetTimeLine().GetViewEnd(), window.GetTimeLine().GetEnd());
+  int const before = window.TrackControlAt(0)->height();
+  action("tallerTracks")->trigger();
+  EXPECT_GT(window.TrackControlAt(0)->height(), before);
+  action("shorterTracks")->trigger();
+  action("shorterTracks")->trigger();  // never below the standard height
+  EXPECT_EQ(window.TrackControlAt(0)->height(), before);
+  EXPECT_DOUBLE_EQ(TDTrackPixelMapping::dZoomFactorV, 1.0);
+
+  // The navigator strip: a click centres the view there, keeping its width.
+  window.GetTimeLine().SetViewRegion(0, 10000);
+  TDNavigatorStrip* nav = window.Navigator();
+  ASSERT_NE(nav, nullptr);
+  QTest::mouseClick(nav, Qt::LeftButton, Qt::NoModifier, QPoint(nav->PixelOf(60000), 10));
+  EXPECT_EQ(window.GetTimeLine().GetViewEnd() - window.GetTimeLine().GetViewStart(), 10000);
+  EXPECT_NEAR((window.GetTimeLine().GetViewStart() + window.GetTimeLine().GetViewEnd()) / 2, 60000,
+              2 * (nav->TimeOf(1) - nav->TimeOf(0)) + 1);
+}
+
+TEST_F(MainWindowTest, BookmarksAndTheLoopAreMadeOnTheRuler) {
+  window.resize(1200, 700);
+  window.show();
+  window.GetTimeLine().SetViewRegion(0, 10000);
+  QApplication::processEvents();
+  TDTimeRuler* ruler = window.Ruler();
+  TDPixelSoundTimeMapper const map = window.TrackArea()->Mapper();
+  controller.SetCursorPosition(2000);
+  window.CommandAction(CM_BOOKMARK_ADD)->trigger();
+  ASSERT_EQ(controller.GetProject().GetBookmarks().size(), 1u);
+  // The flag, grabbed and pulled to 6 s; the cursor stays where it was.
+  QPoint const flag(map.MapSoundTimeToPixel(2000) + 2, 4);
+  EXPECT_EQ(ruler->BookmarkAt(flag.x()), 2000);
+  QTest::mousePress(ruler, Qt::LeftButton, Qt::NoModifier, flag);
+  QTest::mouseMove(ruler, QPoint(map.MapSoundTimeToPixel(6000), 4));
+  QTest::mouseRelease(ruler, Qt::LeftButton, Qt::NoModifier, QPoint(map.MapSoundTimeToPixel(6000), 4));
+  ASSERT_EQ(controller.GetProject().GetBookmarks().size(), 1u);
+  LSoundTime const moved = controller.GetProject().GetBookmarks().front().iPosition;
+  EXPECT_NEAR(moved, 6000, map.GetMSPerPixel());
+  EXPECT_EQ(controller.GetCursorPosition(), 2000);
+  // A double click on it asks for a name.
+  QTimer::singleShot(0, [] {
+    auto* ask = qobject_cast<QInputDialog*>(QApplication::activeModalWidget());
+    ASSERT_NE(ask, nullptr);
+    ask->setTextValue(QStringLiteral("  Verse 2 "));
+    ask->accept();
+  });
+  QTest::mouseDClick(ruler, Qt::LeftButton, Qt::NoModifier, QPoint(map.MapSoundTimeToPixel(moved) + 2, 4));
+  EXPECT_EQ(controller.GetProject().GetBookmarks().front().GetName(), "Verse 2");
+  // A drag along the ruler makes the loop; a click only moves the cursor.
+  QPoint const from(map.MapSoundTimeToPixel(1000), 20), to(map.MapSoundTimeToPixel(3000), 20);
+  QTest::mousePress(ruler, Qt::LeftButton, Qt::NoModifier, from);
+  for (int step = 1; step <= 3; ++step) QTest::mouseMove(ruler, from + (to - from) * step / 3);
+  QTest::mouseRelease(ruler, Qt::LeftButton, Qt::NoModifier, to);
+  EXPECT_NEAR(controller.GetProject().WorkRegion.GetStart(), 1000, map.GetMSPerPixel());
+  EXPECT_NEAR(controller.GetProject().WorkRegion.GetEnd(), 3000, map.GetMSPerPixel());
+  QTest::mouseClick(ruler, Qt::LeftButton, Qt::NoModifier, QPoint(map.MapSoundTimeToPixel(2000), 20));
+  EXPECT_FALSE(controller.GetProject().WorkRegion.IsEmpty());
+  // Ctrl+Left / Ctrl+Right jump to it.
+  window.CommandAction(CM_GOTO_NEXT_BOOKMARK)->trigger();
+  EXPECT_EQ(controller.GetCursorPosition(), moved);
 }
 
 }  // namespace

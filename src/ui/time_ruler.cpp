@@ -1,5 +1,8 @@
 #include "ui/time_ruler.h"
 
+#include <QContextMenuEvent>
+#include <QInputDialog>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <algorithm>
@@ -36,6 +39,17 @@ void TDTimeRuler::paintEvent(QPaintEvent*) {
   painter.fillRect(rect(), pal.color(QPalette::Window));
   TDPixelSoundTimeMapper const map(0, std::max(1, width()), TimeLine.GetViewStart(), TimeLine.GetViewEnd());
   TDProject const& project = Controller.GetProject();
+
+  // The loop as a green band across the top, the one being dragged as it goes.
+  LSoundTime loopStart = project.WorkRegion.GetStart(), loopEnd = project.WorkRegion.GetEnd();
+  if (iLoopAnchor >= 0 && iLoopTo >= 0) {
+    loopStart = std::min(iLoopAnchor, iLoopTo);
+    loopEnd = std::max(iLoopAnchor, iLoopTo);
+  }
+  if (loopStart != loopEnd) {
+    painter.fillRect(QRect(QPoint(map.MapSoundTimeToPixel(loopStart), 0), QPoint(map.MapSoundTimeToPixel(loopEnd), 8)),
+                     QColor(60, 170, 90, 170));
+  }
 
   // The selected region as a band along the bottom.
   TDEditRegion const& region = project.GetEditRegion();
@@ -82,9 +96,9 @@ void TDTimeRuler::paintEvent(QPaintEvent*) {
     }
   }
 
-  // Bookmarks as small flags in their colours.
+  // Bookmarks as small flags in their colours; one being dragged shows where it goes.
   for (auto const& mark : project.GetBookmarks()) {
-    int const x = map.MapSoundTimeToPixel(mark.iPosition);
+    int const x = map.MapSoundTimeToPixel(mark.iPosition == iDragFrom && iDragTo >= 0 ? iDragTo : mark.iPosition);
     QColor const c(mark.Colour.uRed >> 8, mark.Colour.uGreen >> 8, mark.Colour.uBlue >> 8);
     painter.fillRect(QRect(x, 0, 6, 8), c);
     painter.setPen(c);
@@ -96,10 +110,103 @@ void TDTimeRuler::paintEvent(QPaintEvent*) {
   painter.drawLine(cursor, 0, cursor, height() - 1);
 }
 
-void TDTimeRuler::mousePressEvent(QMouseEvent* event) {
+LSoundTime TDTimeRuler::TimeAt(int x) const {
   TDPixelSoundTimeMapper const map(0, std::max(1, width()), TimeLine.GetViewStart(), TimeLine.GetViewEnd());
-  LSoundTime const time = std::max<LSoundTime>(0, map.MapPixelToSoundTime(static_cast<int>(event->position().x())));
+  return std::max<LSoundTime>(0, map.MapPixelToSoundTime(x));
+}
+
+LSoundTime TDTimeRuler::BookmarkAt(int x) const {
+  TDPixelSoundTimeMapper const map(0, std::max(1, width()), TimeLine.GetViewStart(), TimeLine.GetViewEnd());
+  LSoundTime found = -1;
+  int best = 5;  // the flag is 6 pixels wide, right of its line
+  for (auto const& mark : Controller.GetProject().GetBookmarks()) {
+    int const d = x - map.MapSoundTimeToPixel(mark.iPosition);
+    if (d >= -1 && d < 7 && std::abs(d - 2) < best) {
+      best = std::abs(d - 2);
+      found = mark.iPosition;
+    }
+  }
+  return found;
+}
+
+void TDTimeRuler::mousePressEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton) return;
+  int const x = static_cast<int>(event->position().x());
+  // A flag grabbed near the top is dragged; anywhere else the cursor goes there.
+  if (event->position().y() < 10) {
+    iDragFrom = BookmarkAt(x);
+    iDragTo = -1;
+    if (iDragFrom >= 0) return;
+  }
+  // A click sets the cursor; a drag from here makes the loop instead.
+  LSoundTime const time = TimeAt(x);
+  iLoopAnchor = time;
+  iLoopTo = -1;
+  iPressX = x;
   Controller.SetCursorPosition(time);
   TimeLine.SetPosition(time);
   emit CursorMoved(time);
+}
+
+void TDTimeRuler::mouseMoveEvent(QMouseEvent* event) {
+  int const x = static_cast<int>(event->position().x());
+  if (iDragFrom >= 0) {
+    iDragTo = TimeAt(x);
+    update();
+  } else if (iLoopAnchor >= 0 && (event->buttons() & Qt::LeftButton) && (iLoopTo >= 0 || std::abs(x - iPressX) > 3)) {
+    iLoopTo = TimeAt(x);
+    update();
+  }
+}
+
+void TDTimeRuler::mouseReleaseEvent(QMouseEvent* event) {
+  if (event->button() != Qt::LeftButton) return;
+  if (iDragFrom >= 0) {
+    LSoundTime const from = iDragFrom, to = iDragTo;
+    iDragFrom = iDragTo = -1;
+    if (to >= 0) Controller.CmBookmarkMove(from, to);
+  } else if (iLoopAnchor >= 0 && iLoopTo >= 0) {
+    LSoundTime const from = iLoopAnchor, to = iLoopTo;
+    iLoopAnchor = iLoopTo = -1;
+    Controller.SetWorkRegion(from, to);
+  }
+  iLoopAnchor = iLoopTo = -1;
+  update();
+}
+
+void TDTimeRuler::mouseDoubleClickEvent(QMouseEvent* event) {
+  LSoundTime const mark = BookmarkAt(static_cast<int>(event->position().x()));
+  if (mark >= 0) RenameBookmark(mark);
+}
+
+void TDTimeRuler::RenameBookmark(LSoundTime position) {
+  LTimeLineBookmark const* mark = Controller.GetProject().FindBookmark(position);
+  if (mark == nullptr) return;
+  bool ok = false;
+  QString const name = QInputDialog::getText(this, tr("Rename Bookmark"), tr("Name"), QLineEdit::Normal,
+                                             QString::fromStdString(mark->GetName()), &ok);
+  if (ok) Controller.CmBookmarkRename(position, name.trimmed().toStdString());
+}
+
+void TDTimeRuler::contextMenuEvent(QContextMenuEvent* event) {
+  int const x = event->pos().x();
+  LSoundTime const mark = BookmarkAt(x);
+  QMenu menu(this);
+  if (mark >= 0) {
+    menu.addAction(tr("Rename Bookmark..."), this, [this, mark] { RenameBookmark(mark); });
+    menu.addAction(tr("Delete Bookmark"), this, [this, mark] { Controller.CmBookmarkDelete(mark); });
+  } else {
+    LSoundTime const time = TimeAt(x);
+    menu.addAction(tr("Add Bookmark Here"), this, [this, time] {
+      Controller.SetCursorPosition(time);
+      TimeLine.SetPosition(time);
+      Controller.CmBookmarkAdd();
+      emit CursorMoved(time);
+    });
+  }
+  if (!Controller.GetProject().WorkRegion.IsEmpty()) {
+    menu.addSeparator();
+    menu.addAction(tr("Clear Loop"), this, [this] { Controller.CmDeselectLoopArea(); });
+  }
+  menu.exec(event->globalPos());
 }

@@ -138,6 +138,17 @@ void TDTrackArea::Draw(QPainter& painter, QRect const& area) {
     }
   }
 
+  // The loop: faint green over every lane, with its ends marked.
+  TDWorkRegionInfo const& loop = project.WorkRegion;
+  if (!loop.IsEmpty()) {
+    int const x0 = map.MapSoundTimeToPixel(loop.GetStart());
+    int const x1 = map.MapSoundTimeToPixel(loop.GetEnd());
+    painter.fillRect(QRect(QPoint(x0, area.top()), QPoint(x1, area.bottom())), QColor(60, 170, 90, 28));
+    painter.setPen(QPen(QColor(60, 170, 90, 160), 1, Qt::DashLine));
+    painter.drawLine(x0, area.top(), x0, area.bottom());
+    painter.drawLine(x1, area.top(), x1, area.bottom());
+  }
+
   // The selected region, behind the clips of its tracks.
   TDEditRegion const& region = project.GetEditRegion();
   if (region.iStart != region.iEnd && region.iFirstTrack >= 0) {

@@ -24,6 +24,7 @@ class TDTrackArea : public QWidget, public LTimeLineNotify {
   void TracksChanged();
   // Where playback is now; -1 when nothing plays.
   void SetPlayPosition(LSoundTime ms);
+  LSoundTime PlayPosition() const { return iPlayPosition; }
   TDPixelSoundTimeMapper Mapper() const;
   // The rectangle a clip is drawn in, in this widget's pixels.
   QRect ClipRect(TDClip const& clip) const;

@@ -12,6 +12,7 @@
 #include "shell/main_dialog.h"
 #include "timeline/track_pixel_mapping.h"
 #include "ui/effect_chain_panel.h"
+#include "ui/level_meter.h"
 
 namespace {
 
@@ -101,6 +102,9 @@ TDTrackControl::TDTrackControl(MainDialog& controller, int track, QWidget* paren
   outer->setSpacing(0);
   outer->addWidget(colourStrip);
   outer->addLayout(rows, 1);
+  meter = new TDLevelMeter(Qt::Vertical, this);
+  meter->setToolTip(tr("The track's level"));
+  outer->addWidget(meter);
 
   connect(nameEdit, &QLineEdit::editingFinished, this, [this] {
     if (bApplying) return;

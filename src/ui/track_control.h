@@ -7,6 +7,7 @@ class QSlider;
 class QToolButton;
 class MainDialog;
 class TDTrack;
+class TDLevelMeter;
 
 // One track's header: colour strip, name, arm, mute, solo, volume and pan.
 // It shows the model and sends every change through the controller.
@@ -28,6 +29,8 @@ class TDTrackControl : public QFrame {
   QSlider* PanSlider() const { return panSlider; }
   // Opens the track's live effects; lit while the track has any.
   QToolButton* EffectsButton() const { return effectsButton; }
+  // The track's level while playing, at the header's right edge.
+  TDLevelMeter* Meter() const { return meter; }
 
  protected:
   void mousePressEvent(QMouseEvent* event) override;
@@ -47,5 +50,6 @@ class TDTrackControl : public QFrame {
   QLabel* volumeLabel;
   QSlider* panSlider;
   QWidget* detailRow;
+  TDLevelMeter* meter;
   bool bApplying = false;
 };
