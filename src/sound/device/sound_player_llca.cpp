@@ -8,6 +8,7 @@
 #include <cmath>
 #include <mutex>
 
+#include "foundation/log.h"
 #include "sound/audio_buffer.h"
 #include "sound/channel_converters.h"
 #include "sound/convert_rate.h"
@@ -122,7 +123,10 @@ bool LSoundPlayerLLCA::SetSoundSource(LSoundSource& source) {
 bool LSoundPlayerLLCA::OpenStreamFor(int rate, int channels) {
   std::shared_ptr<LSoundPlayDeviceList const> list = LSoundPlayDeviceList::Get();
   LSoundDeviceEntry const& entry = ChosenEntry(*list);
-  if (entry.iApi == LSoundServiceNone || entry.nOutputChannels <= 0 || channels < 1 || channels > 255) return false;
+  if (entry.iApi == LSoundServiceNone || entry.nOutputChannels <= 0 || channels < 1 || channels > 255) {
+    LLog("sound: no stream of %d channels on \"%s\"", channels, entry.szName.c_str());
+    return false;
+  }
   std::vector<int> const map = LSoundMapChannelsToOutputs(channels, entry.nOutputChannels, device,
                                                           speakerOutputs.empty() ? nullptr : &speakerOutputs);
   int lo = -1, hi = -1;
@@ -175,6 +179,7 @@ bool LSoundPlayerLLCA::OpenStreamFor(int rate, int channels) {
   request.iBufferFrames = bLowLatency ? 256 : 1024;
   request.szClientName = "Tandrel";
   if (!au || !au->Open(entry, request) || au->GetSampleRate() != rate) {
+    if (au && au->IsOpen()) LLog("sound: \"%s\" runs at %d Hz, not %d", entry.szName.c_str(), au->GetSampleRate(), rate);
     CloseStream();
     return false;
   }

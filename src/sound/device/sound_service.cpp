@@ -5,6 +5,8 @@
 
 #include <RtAudio.h>
 
+#include "foundation/log.h"
+
 #include <pthread.h>
 #include <time.h>
 
@@ -83,25 +85,40 @@ LSoundDeviceEntry EntryOf(int api, unsigned id, RtAudio::DeviceInfo const& info)
   return e;
 }
 
+// Whether the device at `id` is the one named, asked of the service now. A probe
+// that fails says no.
+bool IsDeviceAt(RtAudio& audio, unsigned id, LSoundDeviceEntry const& device) {
+  try {
+    RtAudio::DeviceInfo const info = audio.getDeviceInfo(id);
+    return info.probed && info.name == device.szServiceName;
+  } catch (...) {
+    return false;
+  }
+}
+
 // The device's number now: a JACK graph's clients come and go, so the number read
-// for the list may name another device by the time it is opened.
+// for the list may name another device by the time it is opened. A busy JACK
+// server can also leave a client that is there out of a listing, or fail the probe
+// of it; so while the service answers at all, a device it does not show is looked
+// for again a few times before it counts as gone.
 bool FindDeviceNow(RtAudio& audio, LSoundDeviceEntry const& device, unsigned& id) {
-  unsigned const count = audio.getDeviceCount();
-  if (device.uId < count) {
-    RtAudio::DeviceInfo const info = audio.getDeviceInfo(device.uId);
-    if (info.probed && info.name == device.szServiceName) {
+  constexpr int kLooks = 5;
+  constexpr int kLookAgainMs = 100;
+  for (int look = 1;; ++look) {
+    unsigned const count = audio.getDeviceCount();
+    if (device.uId < count && IsDeviceAt(audio, device.uId, device)) {
       id = device.uId;
       return true;
     }
-  }
-  for (unsigned i = 0; i < count; ++i) {
-    RtAudio::DeviceInfo const info = audio.getDeviceInfo(i);
-    if (info.probed && info.name == device.szServiceName) {
-      id = i;
-      return true;
+    for (unsigned i = 0; i < count; ++i) {
+      if (i != device.uId && IsDeviceAt(audio, i, device)) {
+        id = i;
+        return true;
+      }
     }
+    if (count == 0 || look == kLooks) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(kLookAgainMs));
   }
-  return false;
 }
 
 class LRtAudioStream : public LSoundStream {
@@ -113,10 +130,14 @@ class LRtAudioStream : public LSoundStream {
   bool Open(LSoundDeviceEntry const& device, LSoundStreamRequest const& request) override {
     Close();
     pAudio = MakeAudio(device.iApi);
-    if (!pAudio) return false;
+    if (!pAudio) {
+      LLog("sound: no %s service for \"%s\"", LSoundServiceApiName(device.iApi), device.szName.c_str());
+      return false;
+    }
     try {
       unsigned id = 0;
       if (!FindDeviceNow(*pAudio, device, id)) {
+        LLog("sound: \"%s\" is not there now", device.szName.c_str());
         pAudio.reset();
         return false;
       }
@@ -137,6 +158,7 @@ class LRtAudioStream : public LSoundStream {
                          static_cast<unsigned>(request.iRate), &frames, &LRtAudioStream::Callback, this, &options,
                          &CountStreamError);
       if (!pAudio->isStreamOpen()) {
+        LLog("sound: \"%s\" did not open a stream", device.szName.c_str());
         pAudio.reset();
         return false;
       }
@@ -144,10 +166,13 @@ class LRtAudioStream : public LSoundStream {
       iRate = static_cast<int>(pAudio->getStreamSampleRate());
       if (iRate <= 0) iRate = request.iRate;
       return true;
+    } catch (RtAudioError const& e) {
+      LLog("sound: \"%s\" did not open: %s", device.szName.c_str(), e.what());
     } catch (...) {
-      pAudio.reset();
-      return false;
+      LLog("sound: \"%s\" did not open", device.szName.c_str());
     }
+    pAudio.reset();
+    return false;
   }
 
   void Close() override {
