@@ -15,6 +15,8 @@
 #include <chrono>
 #include <cstdint>
 #include <exception>
+#include <iostream>
+#include <mutex>
 #include <thread>
 
 namespace {
@@ -55,9 +57,21 @@ bool IsCompiled(RtAudio::Api api) {
 std::atomic<unsigned> gStreamErrors{0};
 void CountStreamError(RtAudioError::Type, std::string const&) { gStreamErrors.fetch_add(1, std::memory_order_relaxed); }
 
+// When a JACK server shuts a client down, RtAudio's JACK back end starts a thread
+// that closes the stream, and then writes a line to std::cerr from the JACK thread
+// that told it. Closing the client cancels that JACK thread at once, wherever it
+// is, and a cancel that lands in the middle of the stream's output ends the
+// program. Nothing of ours writes to std::cerr (our log uses stderr itself), so it
+// is put in a failed state before RtAudio first runs, where a write does nothing.
+void SilenceStandardErrorStream() {
+  static std::once_flag once;
+  std::call_once(once, [] { std::cerr.setstate(std::ios::badbit); });
+}
+
 // An RtAudio object of one back end, or null when that back end is not built in or
 // cannot even start.
 std::unique_ptr<RtAudio> MakeAudio(int api) {
+  SilenceStandardErrorStream();
   RtAudio::Api const rt = ToRtApi(api);
   if (rt == RtAudio::UNSPECIFIED || !IsCompiled(rt)) return nullptr;
   try {
