@@ -472,6 +472,11 @@ TEST_F(TransportJack, AServerThatDiesStopsThePlayWithAMessageAndOneBackPlaysAgai
   dialog.CmPlay();
   ASSERT_TRUE(dialog.IsPlaying()) << view.LastAlert();
   ASSERT_GE(WaitHeard(before, MsToFrames(500)), 0);
+  // The recording client goes first: jackd's library can neither close a client
+  // whose server died nor keep its threads from waking with a new client of the
+  // same name on a server of the same name.
+  capture.reset();
+  heard.capture = nullptr;
 
   server.Kill(SIGKILL);
   ASSERT_TRUE(PumpUntil(queue, [&] { return !dialog.IsPlaying(); }, 10000)) << "the play waits for a dead server";
@@ -486,10 +491,6 @@ TEST_F(TransportJack, AServerThatDiesStopsThePlayWithAMessageAndOneBackPlaysAgai
   EXPECT_EQ(view.LastAlert(), "Cannot open sound device for playing.");
 
   // The server back under its name, and the same device in it: the next play plays.
-  // (The recording client of the dead server goes first: jackd's library cannot
-  // close it once another server took the name.)
-  capture.reset();
-  heard.capture = nullptr;
   ASSERT_TRUE(server.Restart());
   ASSERT_TRUE(OpenCapture());
   view.alerts.clear();

@@ -13,6 +13,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -31,7 +32,13 @@ class LTestJackServer {
   explicit LTestJackServer(int rate = 48000, int period = 256, std::string name = "")
       : szName(std::move(name)), iRate(rate), iPeriod(period) {
     static int serial = 0;
-    if (szName.empty()) szName = "tandrel-test-" + std::to_string(::getpid()) + "-" + std::to_string(++serial);
+    // The clock too: a server killed hard leaves files named after it, and process
+    // numbers come round again.
+    if (szName.empty()) {
+      auto const now = std::chrono::steady_clock::now().time_since_epoch();
+      szName = "tandrel-test-" + std::to_string(::getpid()) + "-" + std::to_string(++serial) + "-" +
+               std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(now).count() % 1000000);
+    }
     Start();
   }
   ~LTestJackServer() {
@@ -49,6 +56,13 @@ class LTestJackServer {
       ::kill(pid, signal);
       int st = 0;
       ::waitpid(pid, &st, 0);
+      // A server that could not clean up leaves its shared memory and its clients'
+      // semaphores behind, which one of the same name would find again.
+      std::error_code ignored;
+      for (auto const& f : std::filesystem::directory_iterator("/dev/shm", ignored)) {
+        std::string const file = f.path().filename().string();
+        if (file.find("_" + szName + "_") != std::string::npos) std::filesystem::remove(f.path(), ignored);
+      }
     }
     pid = -1;
     bUp = false;
