@@ -362,22 +362,4 @@ TEST_F(TransportTest, LoopVolumeAndTheEndsOfTheTimeline) {
   EXPECT_EQ(nextEngine.volume, -7);
 }
 
-TEST_F(TransportTest, TheWindowHearsTheTransportThroughTheController) {
-  dialog.CmPlay();
-  dialog.spntfPlay(0);
-  dialog.spntfTime(1234, 0);
-  LDBMultiChannel<LdB<signed char>> levels(2);
-  levels.SetAll(LdB<signed char>(-12));
-  dialog.spntfLevel(levels, 0);
-  EXPECT_EQ(window.plays, 1);
-  EXPECT_EQ(window.times, std::vector<LSoundTime>{1234});
-  EXPECT_EQ(dialog.GetPlayPosition(), 1234);
-  ASSERT_EQ(window.levels.size(), 1u);
-  EXPECT_EQ(window.levels[0][1].Get(), -12);
-  // Once the controller lets go, nobody is told.
-  dialog.SetPlayerNotify(nullptr);
-  dialog.spntfTime(1300, 0);
-  EXPECT_EQ(window.times.size(), 1u);
-}
-
 }  // namespace
