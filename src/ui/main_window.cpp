@@ -1,7 +1,9 @@
 #include "ui/main_window.h"
 
 #include <QStyle>
+#include <QSlider>
 #include <QToolBar>
+#include <QToolButton>
 
 #include "shell/user_settings.h"
 #include "timeline/project_control.h"
@@ -247,8 +249,12 @@ void TDQtMainWindow::SetController(MainDialog* controller) {
 QAction* TDQtMainWindow::AddCommand(QMenu* menu, const QString& text, int id, const QKeySequence& key) {
   QAction* a = menu->addAction(text);
   if (!key.isEmpty()) a->setShortcut(key);
-  connect(a, &QAction::triggered, this, [this, id] {
-    if (Controller) Controller->Command(id);
+  connect(a, &QAction::triggered, this, [this, a, id] {
+    if (!Controller) return;
+    Controller->Command(id);
+    // A checkable action shows the controller's state, not the click's: a refused
+    // command leaves it as it was.
+    if (a->isCheckable()) UITransportApply();
   });
   commandActions[id] = a;
   return a;
@@ -335,10 +341,20 @@ void TDQtMainWindow::BuildMenus() {
   QMenu* transport = menuBar()->addMenu(tr("T&ransport"));
   AddCommand(transport, bPlaying ? tr("&Stop") : tr("&Play"), CM_PLAY_STOP, QKeySequence(Qt::Key_Space))
       ->setIcon(style()->standardIcon(bPlaying ? QStyle::SP_MediaStop : QStyle::SP_MediaPlay));
+  AddCommand(transport, tr("Play from &Cursor"), CM_PLAY_FROM_CURSOR, QKeySequence(Qt::SHIFT | Qt::Key_Space));
+  QAction* pause = AddCommand(transport, tr("P&ause"), CM_PAUSE, QKeySequence(Qt::CTRL | Qt::Key_Space));
+  pause->setIcon(style()->standardIcon(QStyle::SP_MediaPause));
+  pause->setCheckable(true);
+  AddCommand(transport, tr("Stop and &Return"), CM_STOP_AND_RETURN, QKeySequence(Qt::Key_Escape));
   AddCommand(transport, tr("Go to &Start"), CM_GO_TO_START, QKeySequence(Qt::Key_Home))
       ->setIcon(style()->standardIcon(QStyle::SP_MediaSkipBackward));
   AddCommand(transport, tr("Go to &End"), CM_GO_TO_END, QKeySequence(Qt::Key_End))
       ->setIcon(style()->standardIcon(QStyle::SP_MediaSkipForward));
+  QAction* loopPlay = AddCommand(transport, tr("&Loop Playback"), CM_LOOP_PLAY_TOGGLE, QKeySequence(Qt::Key_L));
+  loopPlay->setCheckable(true);
+  loopPlay->setChecked(Controller->IsLoopPlay());
+  loopPlay->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
+  AddCommand(transport, tr("Scr&ub"), CM_SCRUB_TOGGLE)->setCheckable(true);
   transport->addSeparator();
   AddCommand(transport, tr("&Loop the Selection"), CM_LOOP_ADD, QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L));
   AddCommand(transport, tr("Loop &Starts at Cursor"), CM_SELECT_LOOP_AREA_START, QKeySequence(Qt::Key_BracketLeft));
@@ -421,11 +437,40 @@ void TDQtMainWindow::BuildMenus() {
 void TDQtMainWindow::BuildToolBar() {
   toolBar->clear();
   if (!Controller) return;
-  for (int id : {CM_GO_TO_START, CM_PLAY_STOP, CM_GO_TO_END}) toolBar->addAction(CommandAction(id));
+  toolBar->addAction(CommandAction(CM_GO_TO_START));
+  // Winding lasts while the button is held.
+  auto wind = [this](QStyle::StandardPixmap icon, const QString& tip, int id, const char* name) {
+    auto* b = new QToolButton(toolBar);
+    b->setIcon(style()->standardIcon(icon));
+    b->setToolTip(tip);
+    b->setObjectName(QString::fromLatin1(name));
+    b->setAutoRaise(true);
+    connect(b, &QToolButton::pressed, this, [this, id] { Controller->Command(id); });
+    connect(b, &QToolButton::released, this, [this] { Controller->Command(CM_WIND_END); });
+    toolBar->addWidget(b);
+  };
+  wind(QStyle::SP_MediaSeekBackward, tr("Rewind (hold)"), CM_REWIND, "rewind");
+  toolBar->addAction(CommandAction(CM_PLAY_STOP));
+  toolBar->addAction(CommandAction(CM_PAUSE));
+  wind(QStyle::SP_MediaSeekForward, tr("Fast forward (hold)"), CM_FAST_FORWARD, "fastForward");
+  toolBar->addAction(CommandAction(CM_GO_TO_END));
+  toolBar->addAction(CommandAction(CM_LOOP_PLAY_TOGGLE));
   toolBar->addSeparator();
   toolBar->addWidget(positionLabel);
   toolBar->addSeparator();
   toolBar->addWidget(masterMeter);
+  masterVolume = new QSlider(Qt::Horizontal, toolBar);
+  masterVolume->setObjectName(QStringLiteral("masterVolume"));
+  masterVolume->setRange(-48, 12);
+  masterVolume->setFixedWidth(90);
+  masterVolume->setValue(Controller->GetMasterVolume());
+  masterVolume->setToolTip(tr("Master volume: %1 dB").arg(Controller->GetMasterVolume()));
+  connect(masterVolume, &QSlider::valueChanged, this, [this](int dB) {
+    if (!Controller || dB == Controller->GetMasterVolume()) return;
+    Controller->CmAdjustMasterVolume(dB);
+    masterVolume->setToolTip(tr("Master volume: %1 dB").arg(dB));
+  });
+  toolBar->addWidget(masterVolume);
   toolBar->addSeparator();
   QAction* add = toolBar->addAction(style()->standardIcon(QStyle::SP_DialogOpenButton), tr("Add Clip"));
   add->setToolTip(tr("Add a sound or video file as a clip (Ctrl+O)"));
@@ -441,6 +486,21 @@ void TDQtMainWindow::BuildToolBar() {
   QAction* exportAction = CommandAction(CM_PROJECT_EXPORT);
   exportAction->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
   toolBar->addAction(exportAction);
+}
+
+void TDQtMainWindow::UITransportApply() {
+  if (!Controller) return;
+  if (QAction* loop = CommandAction(CM_LOOP_PLAY_TOGGLE)) {
+    QSignalBlocker const quiet(loop);
+    loop->setChecked(Controller->IsLoopPlay());
+  }
+  if (QAction* scrub = CommandAction(CM_SCRUB_TOGGLE)) scrub->setChecked(Controller->IsScrubbing());
+  if (QAction* pause = CommandAction(CM_PAUSE)) pause->setChecked(Controller->IsPaused());
+  if (masterVolume && masterVolume->value() != Controller->GetMasterVolume()) {
+    QSignalBlocker const quiet(masterVolume);
+    masterVolume->setValue(std::clamp(Controller->GetMasterVolume(), -48, 12));
+  }
+  if (Controller->IsPaused()) ShowPosition(Controller->GetPlayPosition());
 }
 
 void TDQtMainWindow::ZoomTracks(double factor) {

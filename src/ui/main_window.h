@@ -15,6 +15,7 @@ class QVBoxLayout;
 class QScrollArea;
 class QScrollBar;
 class QToolBar;
+class QSlider;
 class QHBoxLayout;
 class TDLevelMeter;
 class TDNavigatorStrip;
@@ -70,6 +71,7 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   void UIProjectStateApply() override;
   void UIClipsApply() override;
   void FlashLockedClips() override;
+  void UITransportApply() override;
   std::string AskSaveFile(const std::string& title, const std::string& filter, const std::string& folder,
                           const std::string& name) override;
   std::string AskOpenFile(const std::string& title, const std::string& filter, const std::string& folder) override;
@@ -113,6 +115,7 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   QLabel* infoBar;
   QLabel* positionLabel = nullptr;
   TDLevelMeter* masterMeter = nullptr;
+  QSlider* masterVolume = nullptr;
   TDNavigatorStrip* navigator = nullptr;
   QToolBar* toolBar = nullptr;
   bool bPlaying = false;

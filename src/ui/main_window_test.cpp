@@ -144,6 +144,20 @@ TEST_F(MainWindowTest, TheTransportBarShowsWhereAndHowLoudAndTheViewMenuZooms) {
   window.SetTrackLevelSource(nullptr);
   EXPECT_TRUE(window.PositionDisplay()->text().startsWith(TDTimeRuler::TimeLabel(at, 1)));
 
+  // Loop playback and the master volume are the controller's; the bar follows it.
+  bool const looping = controller.IsLoopPlay();
+  window.CommandAction(CM_LOOP_PLAY_TOGGLE)->trigger();
+  EXPECT_NE(controller.IsLoopPlay(), looping);
+  EXPECT_EQ(window.CommandAction(CM_LOOP_PLAY_TOGGLE)->isChecked(), controller.IsLoopPlay());
+  window.CommandAction(CM_PAUSE)->trigger();  // nothing plays: no pause to show
+  EXPECT_EQ(window.CommandAction(CM_PAUSE)->isChecked(), controller.IsPaused());
+  auto* volume = window.findChild<QSlider*>(QStringLiteral("masterVolume"));
+  ASSERT_NE(volume, nullptr);
+  volume->setValue(-9);
+  EXPECT_EQ(controller.GetMasterVolume(), -9);
+  controller.CmAdjustMasterVolume(3);
+  EXPECT_EQ(volume->value(), 3);
+
   // The View menu: zoom in halves what the lanes show, about the cursor; taller
   // tracks make every row taller.
   auto action = [&](const char* name) { return window.findChild<QAction*>(QString::fromLatin1(name)); };

@@ -61,7 +61,7 @@ class UserPathTest : public ::testing::Test {
     ASSERT_GT(device, 0);
     engine.SetPlayDevice(LSoundPlayDeviceList::Get()->SettingFromIndex(device));
     opener.SetProject(&controller.GetProject());
-    transport.SetPlayerNotify(&window);
+    controller.SetPlayerNotify(&window);
     loop.SetTimerHandler([this](int id) { controller.OnTimer(id); });
     window.SetController(&controller);
     controller.InitDialog();
@@ -71,6 +71,7 @@ class UserPathTest : public ::testing::Test {
   }
   void TearDown() override {
     transport.Stop();
+    controller.SetPlayerNotify(nullptr);
     window.SetController(nullptr);
     LAudioCutTank::Instance().Reset();
   }
