@@ -70,8 +70,41 @@ void* operator new(std::size_t size) { return LTestAllocations::Allocate(size, 0
 void* operator new(std::size_t size, std::align_val_t align) {
   return LTestAllocations::Allocate(size, static_cast<std::size_t>(align));
 }
+// Every form is replaced, the array and the non-throwing ones too: a form left to
+// the runtime (a sanitizer's, say) would allocate with its own allocator what these
+// deletes give to free. The library's temporary buffers use the non-throwing form.
+void* operator new[](std::size_t size) { return LTestAllocations::Allocate(size, 0); }
+void* operator new[](std::size_t size, std::align_val_t align) {
+  return LTestAllocations::Allocate(size, static_cast<std::size_t>(align));
+}
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+  try {
+    return LTestAllocations::Allocate(size, 0);
+  } catch (...) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t size, std::nothrow_t const&) noexcept { return operator new(size, std::nothrow); }
+void* operator new(std::size_t size, std::align_val_t align, std::nothrow_t const&) noexcept {
+  try {
+    return LTestAllocations::Allocate(size, static_cast<std::size_t>(align));
+  } catch (...) {
+    return nullptr;
+  }
+}
+void* operator new[](std::size_t size, std::align_val_t align, std::nothrow_t const&) noexcept {
+  return operator new(size, align, std::nothrow);
+}
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete(void* p, std::nothrow_t const&) noexcept { std::free(p); }
+void operator delete(void* p, std::align_val_t, std::nothrow_t const&) noexcept { std::free(p); }
+void operator delete[](void* p) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void operator delete[](void* p, std::nothrow_t const&) noexcept { std::free(p); }
+void operator delete[](void* p, std::align_val_t, std::nothrow_t const&) noexcept { std::free(p); }
 #endif  // LTEST_ALLOCATIONS_COUNTERS_ONLY
