@@ -40,23 +40,24 @@ Choices BitRates(std::initializer_list<int> rates) {
   return c;
 }
 
-LFormatSetting Choice(char const* section, char const* key, char const* label, Choices choices, int def) {
+LFormatSetting Field(LFormatSetting::Kind kind, char const* section, char const* key, char const* label) {
   LFormatSetting f;
-  f.eKind = LFormatSetting::Choice;
+  f.eKind = kind;
   f.szSection = section;
   f.szKey = key;
   f.szLabel = label;
+  return f;
+}
+
+LFormatSetting Choice(char const* section, char const* key, char const* label, Choices choices, int def) {
+  LFormatSetting f = Field(LFormatSetting::Choice, section, key, label);
   f.Choices = std::move(choices);
   f.iValue = LUserSettingGet(section, key, def);
   return f;
 }
 
 LFormatSetting Number(char const* section, char const* key, char const* label, int lo, int hi, int def) {
-  LFormatSetting f;
-  f.eKind = LFormatSetting::Number;
-  f.szSection = section;
-  f.szKey = key;
-  f.szLabel = label;
+  LFormatSetting f = Field(LFormatSetting::Number, section, key, label);
   f.iMin = lo;
   f.iMax = hi;
   f.iValue = LUserSettingGet(section, key, def);
@@ -64,21 +65,13 @@ LFormatSetting Number(char const* section, char const* key, char const* label, i
 }
 
 LFormatSetting Check(char const* section, char const* key, char const* label, bool def) {
-  LFormatSetting f;
-  f.eKind = LFormatSetting::Check;
-  f.szSection = section;
-  f.szKey = key;
-  f.szLabel = label;
+  LFormatSetting f = Field(LFormatSetting::Check, section, key, label);
   f.iValue = LUserSettingGet(section, key, def ? 1 : 0) != 0 ? 1 : 0;
   return f;
 }
 
 LFormatSetting Text(char const* section, char const* key, char const* label, char const* def) {
-  LFormatSetting f;
-  f.eKind = LFormatSetting::Text;
-  f.szSection = section;
-  f.szKey = key;
-  f.szLabel = label;
+  LFormatSetting f = Field(LFormatSetting::Text, section, key, label);
   LUserSettingGetString(section, key, def, f.szText);
   return f;
 }
@@ -96,11 +89,7 @@ void AddMp3(std::vector<LFormatSetting>& out) {
                        BitRates({32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320}), 128));
   out.push_back(Number("Mp3Encoder", "VBRQuality", "Variable bit rate quality (0 best)", 0, 9, 4));
   out.push_back(Number("Mp3Encoder", "Quality", "Encoder care (0 best and slowest)", 0, 9, 2));
-  LFormatSetting stereo;
-  stereo.eKind = LFormatSetting::Choice;
-  stereo.szSection = kLetterSection;
-  stereo.szKey = kLetterKey;
-  stereo.szLabel = "Stereo mode";
+  LFormatSetting stereo = Field(LFormatSetting::Choice, kLetterSection, kLetterKey, "Stereo mode");
   stereo.Choices = {{"Joint stereo", 'j'}, {"Simple stereo", 's'}, {"Forced mid/side", 'f'}, {"Dual channel", 'd'}};
   std::string letter;
   LUserSettingGetString(kLetterSection, kLetterKey, "j", letter);

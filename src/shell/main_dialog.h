@@ -412,6 +412,8 @@ class MainDialog : public TDProjectNotify, public LSoundPlayerNotify {
   // Steps of winding and scrubbing, by the timers.
   void WindStep();
   void ScrubStep(int direction);
+  void ScrubKeyBegin(int timer, int otherTimer);
+  void ScrubKeyEnd(int timer);
   // Winding begun in `direction`, or ended, back to what ran before.
   void Wind(int direction);
   void StopWinding();

@@ -7,9 +7,8 @@
 #include "project/audio_cut_tank.h"
 #include "shell/commands.h"
 #include "shell/export_options.h"
-#include "shell/gen_source_open.h"
 #include "shell/main_dialog.h"
-#include "shell/main_dialog_test_fakes.h"
+#include "shell/testing_controller.h"
 #include "shell/user_settings.h"
 #include "sound/aif_file.h"
 #include "sound/wave_file.h"
@@ -18,21 +17,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class ExportCommandTest : public ::testing::Test {
+class ExportCommandTest : public TDControllerTest {
  protected:
-  void SetUp() override {
-    scratch = fs::path(TANDREL_BINARY_DIR) / "shell-test-scratch" /
-              ("export-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-    fs::remove_all(scratch);
-    fs::create_directories(scratch);
-    setenv("TMPDIR", scratch.c_str(), 1);
-    LUserSettingsStore::Global().UseFile((scratch / "settings.conf").string());
-    LUserSettingSetString("Settings", "SaveDir", scratch.c_str());
-    LAudioCutTank::Instance().Reset();
-    dialog.InitDialog();
-  }
-  void TearDown() override { LAudioCutTank::Instance().Reset(); }
-
   // One second of a tone at 44.1 kHz, placed at `at` ms on track 0.
   void PlaceTone(LSoundTime at) {
     std::string const wav = (scratch / "tone.wav").string();
@@ -46,12 +32,6 @@ class ExportCommandTest : public ::testing::Test {
     dialog.SetCursorPosition(at);
     ASSERT_TRUE(dialog.AddClip(wav));
   }
-
-  fs::path scratch;
-  FakeView view;
-  FakeLoop loop;
-  FakeEngine engine;
-  MainDialog dialog{view, loop, engine};
 };
 
 TEST_F(ExportCommandTest, TheMixGoesWhereTheUserSaysAndAFailureLeavesNothing) {

@@ -2,30 +2,15 @@
 
 #include <filesystem>
 
-#include "project/audio_cut_tank.h"
 #include "shell/commands.h"
-#include "shell/main_dialog.h"
-#include "shell/main_dialog_test_fakes.h"
-#include "shell/user_settings.h"
+#include "shell/testing_controller.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class TimelineCommandTest : public ::testing::Test {
+class TimelineCommandTest : public TDControllerTest {
  protected:
-  void SetUp() override {
-    scratch = fs::path(TANDREL_BINARY_DIR) / "shell-test-scratch" /
-              ("timeline-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-    fs::remove_all(scratch);
-    fs::create_directories(scratch);
-    setenv("TMPDIR", scratch.c_str(), 1);
-    LUserSettingsStore::Global().UseFile((scratch / "settings.conf").string());
-    LAudioCutTank::Instance().Reset();
-    dialog.InitDialog();
-  }
-  void TearDown() override { LAudioCutTank::Instance().Reset(); }
-
   void AddAt(LSoundTime t) {
     dialog.SetCursorPosition(t);
     dialog.Command(CM_BOOKMARK_ADD);
@@ -34,12 +19,6 @@ class TimelineCommandTest : public ::testing::Test {
     LTimeLineBookmark* b = dialog.GetProject().FindBookmark(t);
     return b ? b->GetName() : std::string("(none)");
   }
-
-  fs::path scratch;
-  FakeView view;
-  FakeLoop loop;
-  FakeEngine engine;
-  MainDialog dialog{view, loop, engine};
 };
 
 TEST_F(TimelineCommandTest, MarksAreAddedNamedJumpedBetweenAndEdited) {

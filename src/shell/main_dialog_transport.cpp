@@ -269,7 +269,9 @@ void MainDialog::CmScrubRewind() { ScrubStep(-1); }
 
 void MainDialog::CmScrubFastForward() { ScrubStep(1); }
 
-void MainDialog::CmScrubRewindBegin() {
+// A scrub key held: the spot steps that way on each tick, scrubbing from the cursor
+// first when nothing scrubs yet.
+void MainDialog::ScrubKeyBegin(int timer, int otherTimer) {
   if (Engine.IsRecording()) return;
   if (!Engine.IsScrubbing()) {
     if (Project.Clips.IsEmpty()) return;
@@ -278,32 +280,23 @@ void MainDialog::CmScrubRewindBegin() {
     if (!Engine.IsScrubbing()) return;
   }
   Loop.KillTimer(TIMER_WIND_END);
-  Loop.KillTimer(TIMER_SCRUB_FAST_FORWARD);
-  Loop.SetTimer(TIMER_SCRUB_REWIND, kScrubTickMs);
+  Loop.KillTimer(otherTimer);
+  Loop.SetTimer(timer, kScrubTickMs);
 }
 
-void MainDialog::CmScrubFastForwardBegin() {
-  if (Engine.IsRecording()) return;
-  if (!Engine.IsScrubbing()) {
-    if (Project.Clips.IsEmpty()) return;
-    bScrubByKey = true;
-    CmScrub(iCursor);
-    if (!Engine.IsScrubbing()) return;
-  }
-  Loop.KillTimer(TIMER_WIND_END);
-  Loop.KillTimer(TIMER_SCRUB_REWIND);
-  Loop.SetTimer(TIMER_SCRUB_FAST_FORWARD, kScrubTickMs);
-}
-
-void MainDialog::CmScrubRewindEnd() {
-  Loop.KillTimer(TIMER_SCRUB_REWIND);
+// The key released: a scrub the key began ends a moment later.
+void MainDialog::ScrubKeyEnd(int timer) {
+  Loop.KillTimer(timer);
   if (bScrubByKey) Loop.SetTimer(TIMER_WIND_END, kWindEndMs);
 }
 
-void MainDialog::CmScrubFastForwardEnd() {
-  Loop.KillTimer(TIMER_SCRUB_FAST_FORWARD);
-  if (bScrubByKey) Loop.SetTimer(TIMER_WIND_END, kWindEndMs);
-}
+void MainDialog::CmScrubRewindBegin() { ScrubKeyBegin(TIMER_SCRUB_REWIND, TIMER_SCRUB_FAST_FORWARD); }
+
+void MainDialog::CmScrubFastForwardBegin() { ScrubKeyBegin(TIMER_SCRUB_FAST_FORWARD, TIMER_SCRUB_REWIND); }
+
+void MainDialog::CmScrubRewindEnd() { ScrubKeyEnd(TIMER_SCRUB_REWIND); }
+
+void MainDialog::CmScrubFastForwardEnd() { ScrubKeyEnd(TIMER_SCRUB_FAST_FORWARD); }
 
 void MainDialog::CmJogWheel(int value) {
   if (value == 0 || Engine.IsRecording()) return;

@@ -25,12 +25,11 @@ void TDLevelMeter::SetLevels(LDBMultiChannel<LdB<signed char>> const& levels) {
   qint64 const now = Clock.elapsed();
   float const fall = kFallPerSecond * static_cast<float>(std::max<qint64>(0, now - iLastUpdate)) / 1000.0f;
   iLastUpdate = now;
-  nChannels = std::clamp(levels.GetChannels(), 1, 2);
+  int const channels = levels.GetChannels();
   for (int c = 0; c < 2; ++c) {
     // A mono source shows on both bars; more channels than two fold onto them.
     float in = float(kFloorDB);
-    for (int k = c; k < std::max(1, levels.GetChannels()); k += 2) in = std::max(in, float(levels[k].Get()));
-    if (levels.GetChannels() == 1) in = float(levels[0].Get());
+    for (int k = channels == 1 ? 0 : c; k < channels; k += 2) in = std::max(in, float(levels[k].Get()));
     auto const i = static_cast<std::size_t>(c);
     fShown[i] = std::max(in, fShown[i] - fall);
     if (in >= fPeak[i] || now - iPeakAt[i] > kPeakHoldMs) {

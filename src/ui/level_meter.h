@@ -31,7 +31,6 @@ class TDLevelMeter : public QWidget {
 
  private:
   Qt::Orientation eOrientation;
-  int nChannels = 2;
   std::array<float, 2> fShown{float(kFloorDB), float(kFloorDB)};
   std::array<float, 2> fPeak{float(kFloorDB), float(kFloorDB)};
   std::array<qint64, 2> iPeakAt{0, 0};

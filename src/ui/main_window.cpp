@@ -300,7 +300,7 @@ void TDQtMainWindow::BuildMenus() {
   connect(quit, &QAction::triggered, this, &QWidget::close);
 
   QMenu* clip = menuBar()->addMenu(tr("&Clip"));
-  QAction* open = clip->addAction(tr("&Open Clip..."));
+  QAction* open = openClipAction = clip->addAction(tr("&Open Clip..."));
   open->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_O));
   connect(open, &QAction::triggered, this, [this] {
     QString const path = QFileDialog::getOpenFileName(this, tr("Open Clip"), QString(),
@@ -472,13 +472,9 @@ void TDQtMainWindow::BuildToolBar() {
   });
   toolBar->addWidget(masterVolume);
   toolBar->addSeparator();
-  QAction* add = toolBar->addAction(style()->standardIcon(QStyle::SP_DialogOpenButton), tr("Add Clip"));
-  add->setToolTip(tr("Add a sound or video file as a clip (Ctrl+O)"));
-  connect(add, &QAction::triggered, this, [this] {
-    for (QAction* a : menuBar()->findChildren<QAction*>()) {
-      if (a->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_O)) return a->trigger();
-    }
-  });
+  openClipAction->setIcon(style()->standardIcon(QStyle::SP_DialogOpenButton));
+  openClipAction->setToolTip(tr("Add a sound or video file as a clip (Ctrl+O)"));
+  toolBar->addAction(openClipAction);
   toolBar->addAction(CommandAction(CM_CLIP_SPLIT));
   toolBar->addAction(CommandAction(CM_CLIP_FADE_IN));
   toolBar->addAction(CommandAction(CM_CLIP_FADE_OUT));

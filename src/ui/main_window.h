@@ -118,6 +118,7 @@ class TDQtMainWindow : public QMainWindow, public TDMainWindowView, public LTime
   QSlider* masterVolume = nullptr;
   TDNavigatorStrip* navigator = nullptr;
   QToolBar* toolBar = nullptr;
+  QAction* openClipAction = nullptr;  // the Clip menu's, on the tool bar too
   bool bPlaying = false;
   std::function<TDTracksDB const*()> TrackLevels;
   std::vector<TDTrackControl*> trackControls;
