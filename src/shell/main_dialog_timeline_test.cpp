@@ -5,7 +5,6 @@
 #include "shell/commands.h"
 #include "shell/testing_controller.h"
 
-namespace fs = std::filesystem;
 
 namespace {
 
