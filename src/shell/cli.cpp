@@ -634,12 +634,14 @@ int CmdExport(const Options& o, std::FILE* err, LProcessInterface& progress) {
   }
   CliExportFace face(progress);
   LProcessResult result = LProcessFailed;
+  // A file that was there stays whole until the new one is complete.
+  std::string const writing = TDExportWritingPath(outPath);
   if (isProject) {
     TDProject project;
     if (!TDCliLoadProject(in, project, err)) return kExitFailed;
     TDExportProjectNormal job;
     job.pProject = &project;
-    job.szPath = outPath;
+    job.szPath = writing;
     job.iSampleRate = o.rate;
     if (o.selectionTo >= 0) {
       // A stretch wholly past the project's end would export nothing but silence.
@@ -658,21 +660,23 @@ int CmdExport(const Options& o, std::FILE* err, LProcessInterface& progress) {
     if (int const code = OpenNamedInput(in, o, err, progress, source); code != kExitOk) return code;
     TDExportSource job;
     job.lssSource = source;
-    job.szPath = outPath;
+    job.szPath = writing;
     job.iSampleRate = o.rate;
     job.iChannels = o.channels;
     job.szTitle = "Exporting";
     result = Process(face, job);
   }
-  if (result == LProcessFinished) return kExitOk;
   // No half-made file stays: it would look finished to another program.
-  LFile::Remove(outPath);
+  if (TDExportSettle(writing, outPath, result == LProcessFinished)) return kExitOk;
+  if (result == LProcessFinished) result = LProcessFailed;
   if (ext == ".rss") LFile::Remove(LRSSMp3PathFor(outPath));
   if (result == LProcessStopped) {
     std::fprintf(err, "tandrel-cli: stopped; %s was not written\n", outPath.c_str());
     return kExitStopped;
   }
-  std::fprintf(err, "tandrel-cli: %s\n", face.error.empty() ? TDExportFailedText(outPath).c_str() : face.error.c_str());
+  std::fprintf(err, "tandrel-cli: %s\n",
+               face.error.empty() ? TDExportFailedText(outPath).c_str()
+                                  : TDExportNameForUser(face.error, writing, outPath).c_str());
   return kExitFailed;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "foundation/process_interface.h"
@@ -445,6 +446,15 @@ TEST_F(CliExportTest, ExportThatCannotBeDoneSaysWhyAndLeavesNoFile) {
   CliRun stopped = Cli({"export", in, Scratch("stopped.ogg")}, &stop);
   EXPECT_EQ(stopped.code, 1);
   EXPECT_FALSE(fs::exists(Scratch("stopped.ogg")));
+  // A file that was there survives an export over it that is stopped, and no
+  // passing file is left beside it.
+  { std::ofstream(Scratch("kept.wav")) << "the user's take"; }
+  EXPECT_EQ(Cli({"export", in, Scratch("kept.wav")}, &stop).code, 1);
+  ASSERT_TRUE(fs::exists(Scratch("kept.wav")));
+  EXPECT_EQ(fs::file_size(Scratch("kept.wav")), 15u);
+  for (auto const& e : fs::directory_iterator(fs::path(Scratch("kept.wav")).parent_path())) {
+    EXPECT_EQ(e.path().string().find(".exporting"), std::string::npos) << e.path();
+  }
 
   CliRun missingInput = Cli({"export", Scratch("absent.ogg"), Scratch("x.wav")});
   EXPECT_EQ(missingInput.code, 3);

@@ -1,5 +1,7 @@
 #include "shell/export.h"
 
+#include <filesystem>
+
 #include <cstdio>
 
 #include "project/clip.h"
@@ -87,4 +89,29 @@ LProcessResult Process(LProcessInterface& pi, TDExportProjectNormal& job) {
   exportJob.pTags = job.pTags;
   exportJob.szTitle = "Mixing down file...";
   return Process(pi, exportJob);
+}
+
+std::string TDExportWritingPath(std::string const& target) {
+  if (TDLowerExtension(target) == ".rss") return target;
+  std::filesystem::path const t(target);
+  return (t.parent_path() / ("." + t.stem().string() + ".exporting" + t.extension().string())).string();
+}
+
+bool TDExportSettle(std::string const& writing, std::string const& target, bool finished) {
+  std::error_code ec;
+  if (finished) {
+    if (writing == target) return true;
+    std::filesystem::rename(writing, target, ec);
+    if (!ec) return true;
+  }
+  std::filesystem::remove(writing, ec);
+  return false;
+}
+
+std::string TDExportNameForUser(std::string text, std::string const& writing, std::string const& target) {
+  if (writing == target) return text;
+  for (std::size_t at = text.find(writing); at != std::string::npos; at = text.find(writing, at + target.size())) {
+    text.replace(at, writing.size(), target);
+  }
+  return text;
 }

@@ -16,6 +16,17 @@ class TDProject;
 // failure to make or write the target says this.
 std::string TDExportFailedText(std::string const& path);
 
+// An export never writes over the file it replaces until it is complete: it writes
+// under a hidden passing name beside the target, which takes the target's name at
+// the end, so a stopped or failed export leaves the old file as it was. A podcast
+// feed names its MP3 after itself, so ".rss" is written in place.
+std::string TDExportWritingPath(std::string const& target);
+// Ends an export written at `writing`: a finished one takes the target's name
+// (false when that fails), anything else is removed. True when the target is made.
+bool TDExportSettle(std::string const& writing, std::string const& target, bool finished);
+// A message about the passing file, told with the name the user gave.
+std::string TDExportNameForUser(std::string text, std::string const& writing, std::string const& target);
+
 struct TDExportSource {
   LSoundSource lssSource;
   std::string szPath;

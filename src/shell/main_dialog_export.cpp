@@ -57,16 +57,7 @@ std::optional<std::string> MainDialog::ExportOptionsOk(TDExportOptions& options)
 
 bool MainDialog::ExportProjectTo(const std::string& path, bool selectionOnly) {
   Engine.Stop();
-  // The mix is written beside the target under a passing name and takes the
-  // target's name only when complete, so a failed or stopped export never costs
-  // the user a file that was there before. A podcast feed names its MP3 after the
-  // feed, so it is written in place.
-  std::filesystem::path const target(path);
-  bool const inPlace = TDLowerExtension(path) == ".rss";
-  std::string const writing =
-      inPlace ? path
-              : (target.parent_path() / ("." + target.stem().string() + ".exporting" + target.extension().string()))
-                    .string();
+  std::string const writing = TDExportWritingPath(path);
   TDExportProjectNormal job;
   job.pProject = &Project;
   job.szPath = writing;
@@ -81,12 +72,7 @@ bool MainDialog::ExportProjectTo(const std::string& path, bool selectionOnly) {
       void SetError(char const* text) override {
         if (text == nullptr || *text == '\0') return LProcessInterfaceNested::SetError(text);
         *said = true;
-        // The user knows the file by the name they gave.
-        std::string t = text;
-        for (std::size_t at = t.find(*writing); at != std::string::npos; at = t.find(*writing, at + target->size())) {
-          t.replace(at, writing->size(), *target);
-        }
-        LProcessInterfaceNested::SetError(t.c_str());
+        LProcessInterfaceNested::SetError(TDExportNameForUser(text, *writing, *target).c_str());
       }
     } face(pi);
     face.said = &said;
@@ -94,14 +80,10 @@ bool MainDialog::ExportProjectTo(const std::string& path, bool selectionOnly) {
     face.target = &path;
     return Process(face, job);
   });
-  std::error_code ec;
-  if (result == LProcessFinished && !inPlace) {
-    std::filesystem::rename(writing, target, ec);
-    if (ec) result = LProcessFailed;
-  }
-  if (result == LProcessFinished) return true;
   // No half-made file stays behind to be mistaken for an export.
-  std::filesystem::remove(writing, ec);
+  bool const made = TDExportSettle(writing, path, result == LProcessFinished);
+  if (made) return true;
+  if (result == LProcessFinished) result = LProcessFailed;
   if (result == LProcessFailed && !said) View.Alert(TDExportFailedText(path), "");
   return false;
 }
