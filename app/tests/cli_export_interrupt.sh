@@ -12,19 +12,22 @@ fail() { echo "FAIL: $*"; echo "--- stderr:"; cat "$work/err" 2>/dev/null; exit 
 # Half an hour of stereo silence as a sparse raw file: far more than the test waits.
 truncate -s $((44100 * 2 * 2 * 1800)) "$work/in.raw"
 
+# The export writes under a passing name beside the target until it is complete.
+partial="$work/.out.exporting.flac"
 "$cli" export "$work/in.raw" "$work/out.flac" --raw 44100,2,s16le 2>"$work/err" &
 pid=$!
 for _ in $(seq 200); do
-  [ -s "$work/out.flac" ] && break
+  [ -s "$partial" ] && break
   sleep 0.05
 done
-[ -s "$work/out.flac" ] || fail "the export never started writing"
-pgrep -f "$work/out.flac" >/dev/null || fail "no encoder was seen running"
+[ -s "$partial" ] || fail "the export never started writing"
+[ ! -e "$work/out.flac" ] || fail "the target was written before the export was complete"
+pgrep -f "$partial" >/dev/null || fail "no encoder was seen running"
 kill -INT "$pid"
 wait "$pid"
 code=$?
 [ "$code" -eq 1 ] || fail "exit code $code after Ctrl-C, expected 1"
-[ ! -e "$work/out.flac" ] || fail "the partial output file was left behind"
+[ ! -e "$work/out.flac" ] && [ ! -e "$partial" ] || fail "the partial output file was left behind"
 grep -q "stopped" "$work/err" || fail "no word that the export stopped"
-if pgrep -f "$work/out.flac" >/dev/null; then fail "the encoder is still running"; fi
+if pgrep -f "$partial" >/dev/null; then fail "the encoder is still running"; fi
 echo "ok"
